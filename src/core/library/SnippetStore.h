@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -48,9 +49,14 @@ class SnippetStore {
     bool isHydrated() const;
     /// Message of the last load or save failure.
     const std::optional<std::string>& lastError() const;
+    /// Whether snippets.json was present but could not be read. The file is left alone until
+    /// the next change is saved over it.
+    bool loadFailed() const;
 
     const std::vector<Snippet>& snippets() const;
     const std::vector<SnippetGroup>& groups() const;
+    /// The snippets as last handed to the persistence service.
+    const std::vector<Snippet>& lastPersistableSnippets() const;
 
     const Snippet* snippet(const Uuid& id) const;
     const SnippetGroup* group(const Uuid& id) const;
@@ -62,9 +68,12 @@ class SnippetStore {
     ConflictCheckResult checkConflict(std::string_view abbreviation,
                                       std::optional<Uuid> editingId) const;
 
+    /// Adds a snippet (a nil id gets a new one). Image bytes move into a side file. Throws
+    /// std::invalid_argument for an invalid abbreviation or an id already in the library.
     void add(Snippet snippet);
-    /// Replaces the snippet with the same id and sets its `modifiedAt`. Callers that want the
-    /// earlier state kept save a version first (SnippetVersionStore).
+    /// Replaces the snippet with the same id and sets its `modifiedAt`. When a field a version
+    /// keeps changed, the earlier state is saved as a version ("Before edit") first. Throws
+    /// std::invalid_argument for an invalid abbreviation or an unknown id.
     void update(Snippet snippet);
     /// Moves to Recently Deleted (sets `deletedAt`).
     void softDelete(const Uuid& id);
@@ -90,7 +99,8 @@ class SnippetStore {
     /// Counts one expansion: `useCount` + 1, `lastUsedAt` now.
     void recordUse(const Uuid& id);
 
-    /// Saves the current state as a version ("Before restore"), then applies `version`.
+    /// Saves the current state as a version ("Before restore"), then applies `version`. Throws
+    /// std::invalid_argument when its snippet is gone.
     void restoreVersion(const SnippetVersion& version);
 
     /// Writes a pending save now (before quitting). Failures are logged and kept in lastError().

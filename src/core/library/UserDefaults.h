@@ -1,0 +1,37 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace wordloom {
+
+/// A handful of flags kept outside the library (such as "dateTimeGroupCreated"), in a small
+/// JSON object file. Values of keys this build does not know are kept as they are. A file that
+/// cannot be read is treated as empty and logged; a failed write is logged and the value stays
+/// in memory.
+class UserDefaults {
+  public:
+    static constexpr std::string_view fileName = "defaults.json";
+
+    /// Reads `file` if it exists.
+    explicit UserDefaults(std::filesystem::path file);
+
+    bool boolForKey(std::string_view key) const;
+    /// Sets the flag and writes the file at once. Returns false when the write failed.
+    bool setBool(std::string_view key, bool value);
+
+    const std::filesystem::path& file() const { return file_; }
+
+  private:
+    bool write();
+
+    std::filesystem::path file_;
+    mutable std::mutex mutex_;
+    std::map<std::string, std::string, std::less<>> rawValues_;  // key -> JSON text of the value
+};
+
+}  // namespace wordloom
