@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+namespace wordloom {
+
+/// UTF-8 text seen as user-perceived characters (grapheme clusters), with a fast path for text
+/// in which every byte is a character (ASCII without CR LF), the common case of snippet content.
+/// The view does not own the text.
+class CharacterView {
+  public:
+    explicit CharacterView(std::string_view text);
+
+    std::size_t size() const { return count_; }
+    bool empty() const { return count_ == 0; }
+
+    /// Whether character `index` is exactly the one ASCII character `c` (a brace followed by a
+    /// combining mark is not a brace).
+    bool is(std::size_t index, char c) const {
+        if (boundaries_.empty()) {
+            return text_[index] == c;
+        }
+        return boundaries_[index + 1] - boundaries_[index] == 1 && text_[boundaries_[index]] == c;
+    }
+
+    /// Byte offset where character `index` starts; byteOffset(size()) is the text's size.
+    std::size_t byteOffset(std::size_t index) const {
+        return boundaries_.empty() ? index : boundaries_[index];
+    }
+
+    std::string_view at(std::size_t index) const { return slice(index, index + 1); }
+
+    /// Characters [from, to) as text.
+    std::string_view slice(std::size_t from, std::size_t to) const {
+        return text_.substr(byteOffset(from), byteOffset(to) - byteOffset(from));
+    }
+
+    /// Index of the first character at or after `from` that is exactly `c`, or size().
+    std::size_t find(char c, std::size_t from = 0) const;
+
+    /// Whether each byte is one character, so character indices equal byte offsets.
+    bool isByteIndexed() const { return boundaries_.empty(); }
+
+    std::string_view text() const { return text_; }
+
+  private:
+    std::string_view text_;
+    std::vector<std::size_t> boundaries_;  // empty on the fast path
+    std::size_t count_ = 0;
+};
+
+}  // namespace wordloom

@@ -1,0 +1,101 @@
+#include "core/macros/FillInFieldCollector.h"
+
+#include "core/macros/MacroParser.h"
+
+namespace wordloom {
+namespace {
+
+bool isNamed(const std::optional<std::string>& name) {
+    return name && !name->empty();
+}
+
+std::string labelFor(const std::optional<std::string>& name, const char* fallback) {
+    return isNamed(name) ? *name : std::string(fallback);
+}
+
+}  // namespace
+
+std::string FillInFieldCollector::valueKey(std::string_view fillInPath,
+                                           const std::optional<std::string>& name,
+                                           std::string_view tag) {
+    std::string key;
+    if (!isNamed(name)) {
+        key = unnamedKeyPrefix;
+    }
+    if (!fillInPath.empty()) {
+        key += fillInPath;
+        key += '/';
+    }
+    key += isNamed(name) ? std::string_view(*name) : tag;
+    return key;
+}
+
+std::string FillInFieldCollector::childTag(std::string_view parentTag, std::size_t index) {
+    std::string tag(parentTag);
+    if (!tag.empty()) {
+        tag += '.';
+    }
+    tag += std::to_string(index);
+    return tag;
+}
+
+std::optional<FillInField> FillInFieldCollector::fieldFor(const MacroType& type,
+                                                          std::string_view fillInPath,
+                                                          std::string_view tag) {
+    FillInField field;
+    if (const auto* input = std::get_if<macro::Input>(&type)) {
+        field.type = FillInType::singleLine;
+        field.name = labelFor(input->name, "Input");
+        field.valueKey = valueKey(fillInPath, input->name, tag);
+        field.defaultValue = input->defaultValue.value_or("");
+    } else if (const auto* textarea = std::get_if<macro::Textarea>(&type)) {
+        field.type = FillInType::multiLine;
+        field.name = labelFor(textarea->name, "Text");
+        field.valueKey = valueKey(fillInPath, textarea->name, tag);
+        field.defaultValue = textarea->defaultValue.value_or("");
+    } else if (const auto* select = std::get_if<macro::Select>(&type)) {
+        field.type = FillInType::dropdown;
+        field.name = labelFor(select->name, "Choice");
+        field.valueKey = valueKey(fillInPath, select->name, tag);
+        field.options = select->options;
+        // A dropdown always shows a choice: without a default, the first option.
+        field.defaultValue = select->defaultValue.value_or(
+            select->options.empty() ? std::string() : select->options.front());
+    } else if (const auto* section = std::get_if<macro::Optional>(&type)) {
+        field.type = FillInType::checkbox;
+        field.name = labelFor(section->name, "Optional section");
+        field.valueKey = valueKey(fillInPath, section->name, tag);
+        field.defaultValue = section->defaultOn ? checkbox::on : checkbox::off;
+    } else {
+        return std::nullopt;
+    }
+    field.id = Uuid::random();
+    field.value = field.defaultValue;
+    return field;
+}
+
+std::vector<FillInField> FillInFieldCollector::collect(std::string_view content,
+                                                       std::string_view fillInPath,
+                                                       std::string_view parentTag) {
+    std::vector<FillInField> fields;
+    auto macros = MacroParser::parse(content);
+    for (std::size_t index = 0; index < macros.size(); ++index) {
+        const MacroType& type = macros[index].type;
+        std::string tag = childTag(parentTag, index);
+        const std::string* condition = nullptr;
+        if (const auto* opening = std::get_if<macro::ConditionalIf>(&type)) {
+            condition = &opening->condition;
+        } else if (const auto* branch = std::get_if<macro::ConditionalElseIf>(&type)) {
+            condition = &branch->condition;
+        }
+        if (condition) {
+            auto inner = collect(*condition, fillInPath, tag);
+            fields.insert(fields.end(), inner.begin(), inner.end());
+        } else if (auto field = fieldFor(type, fillInPath, tag)) {
+            fields.push_back(std::move(*field));
+        }
+    }
+    return fields;
+}
+
+}  // namespace wordloom

@@ -1,0 +1,495 @@
+#include "core/macros/MacroArguments.h"
+
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+#include <charconv>
+#include <limits>
+
+#include "core/base/Text.h"
+#include "core/macros/CharacterView.h"
+
+namespace wordloom::macro_arguments {
+namespace {
+
+std::string lowercasedKey(std::string_view key) {
+    for (unsigned char c : key) {
+        if (c >= 0x80) {
+            return text::lowercased(key);
+        }
+    }
+    std::string lower(key);
+    for (char& c : lower) {
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
+    return lower;
+}
+
+std::optional<std::string> valueOf(const std::map<std::string, std::string>& segments,
+                                   const char* key) {
+    auto found = segments.find(key);
+    if (found == segments.end()) {
+        return std::nullopt;
+    }
+    return found->second;
+}
+
+std::optional<std::string> nameOf(const std::map<std::string, std::string>& segments) {
+    auto name = valueOf(segments, "name");
+    if (name) {
+        return collapseDoubleBackslashes(*name);
+    }
+    return std::nullopt;
+}
+
+std::optional<std::int64_t> integerOf(const std::map<std::string, std::string>& segments,
+                                      const char* key) {
+    auto value = valueOf(segments, key);
+    return value ? parseInteger(*value) : std::nullopt;
+}
+
+bool containsEquals(std::string_view text) {
+    return text.find('=') != std::string_view::npos;
+}
+
+// Code point at `offset`, advancing it; malformed bytes read as U+FFFD.
+UChar32 nextCodePoint(std::string_view text, std::size_t& offset) {
+    int32_t i = static_cast<int32_t>(offset);
+    UChar32 c = 0;
+    U8_NEXT(reinterpret_cast<const uint8_t*>(text.data()), i, static_cast<int32_t>(text.size()), c);
+    offset = static_cast<std::size_t>(i);
+    return c < 0 ? 0xFFFD : c;
+}
+
+// What ICU's "." refuses and what its "$" may precede at the end of the input.
+bool isLineTerminator(UChar32 c) {
+    return (c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;
+}
+
+// ICU's "$" without the multi-line flag: the end, or one final line terminator (CR LF counts
+// as one).
+bool matchesEndAnchor(std::string_view rest) {
+    if (rest.empty() || rest == "\r\n") {
+        return true;
+    }
+    std::size_t offset = 0;
+    UChar32 c = nextCodePoint(rest, offset);
+    return offset == rest.size() && isLineTerminator(c);
+}
+
+// ICU's "\s": [\t\n\f\r\p{Z}].
+bool isRegexSpace(UChar32 c) {
+    if (c == '\t' || c == '\n' || c == '\f' || c == '\r') {
+        return true;
+    }
+    auto mask = U_GET_GC_MASK(c);
+    return (mask & U_GC_Z_MASK) != 0;
+}
+
+void skipRegexSpaces(std::string_view text, std::size_t& offset) {
+    while (offset < text.size()) {
+        std::size_t next = offset;
+        if (!isRegexSpace(nextCodePoint(text, next))) {
+            return;
+        }
+        offset = next;
+    }
+}
+
+// ICU's "\d+": one or more code points of category Nd. Returns the matched bytes.
+std::optional<std::string_view> matchDigits(std::string_view text, std::size_t& offset) {
+    std::size_t start = offset;
+    while (offset < text.size()) {
+        std::size_t next = offset;
+        if (!u_isdigit(nextCodePoint(text, next))) {
+            break;
+        }
+        offset = next;
+    }
+    if (offset == start) {
+        return std::nullopt;
+    }
+    return text.substr(start, offset - start);
+}
+
+// "-?\d+" as a signed 64-bit number; digits outside ASCII or overflow give nothing.
+std::optional<std::optional<std::int64_t>> matchSignedNumber(std::string_view text,
+                                                             std::size_t& offset) {
+    std::size_t start = offset;
+    if (offset < text.size() && text[offset] == '-') {
+        ++offset;
+    }
+    if (!matchDigits(text, offset)) {
+        offset = start;
+        return std::nullopt;
+    }
+    return parseInteger(text.substr(start, offset - start));
+}
+
+}  // namespace
+
+std::vector<std::string> splitEscapedSegments(std::string_view argument) {
+    CharacterView characters(argument);
+    std::vector<std::string> segments;
+    std::string current;
+    for (std::size_t i = 0; i < characters.size(); ++i) {
+        if (characters.is(i, '\\')) {
+            if (i + 1 == characters.size()) {
+                current += '\\';
+                break;
+            }
+            ++i;
+            if (characters.is(i, 'n')) {
+                current += '\n';
+            } else if (characters.is(i, 't')) {
+                current += '\t';
+            } else if (characters.is(i, 'r')) {
+                current += '\r';
+            } else if (characters.is(i, ',') || characters.is(i, '\\')) {
+                current += '\\';
+                current += characters.at(i);
+            } else {
+                current += characters.at(i);
+            }
+        } else if (characters.is(i, ':')) {
+            segments.push_back(std::move(current));
+            current.clear();
+        } else {
+            current += characters.at(i);
+        }
+    }
+    segments.push_back(std::move(current));
+    return segments;
+}
+
+std::map<std::string, std::string> keyValueSegments(std::string_view argument) {
+    std::map<std::string, std::string> values;
+    for (const std::string& segment : splitEscapedSegments(argument)) {
+        CharacterView characters(segment);
+        std::size_t equals = characters.find('=');
+        if (equals == characters.size()) {
+            continue;
+        }
+        values[lowercasedKey(characters.slice(0, equals))] =
+            std::string(characters.slice(equals + 1, characters.size()));
+    }
+    return values;
+}
+
+std::vector<std::string> splitOptionList(std::string_view list) {
+    std::vector<std::string> options;
+    if (list.empty()) {
+        return options;
+    }
+    CharacterView characters(list);
+    std::string current;
+    auto finishOption = [&] {
+        options.emplace_back(text::trimSpacesAndTabs(current));
+        current.clear();
+    };
+    for (std::size_t i = 0; i < characters.size(); ++i) {
+        if (characters.is(i, '\\')) {
+            if (i + 1 == characters.size()) {
+                current += '\\';
+                break;
+            }
+            ++i;
+            if (characters.is(i, 'n')) {
+                current += '\n';
+            } else if (characters.is(i, 't')) {
+                current += '\t';
+            } else if (characters.is(i, 'r')) {
+                current += '\r';
+            } else {
+                current += characters.at(i);
+            }
+        } else if (characters.is(i, ',')) {
+            finishOption();
+        } else {
+            current += characters.at(i);
+        }
+    }
+    finishOption();
+    return options;
+}
+
+std::string collapseDoubleBackslashes(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        result += text[i];
+        if (text[i] == '\\' && i + 1 < text.size() && text[i + 1] == '\\') {
+            ++i;
+        }
+    }
+    return result;
+}
+
+std::string unescapeAll(std::string_view text) {
+    CharacterView characters(text);
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < characters.size(); ++i) {
+        if (characters.is(i, '\\') && i + 1 < characters.size()) {
+            ++i;
+        }
+        result += characters.at(i);
+    }
+    return result;
+}
+
+std::optional<std::int64_t> parseInteger(std::string_view text) {
+    text = text::trimSpacesAndTabs(text);
+    if (!text.empty() && text.front() == '+') {
+        text.remove_prefix(1);
+        if (!text.empty() && text.front() == '-') {
+            return std::nullopt;
+        }
+    }
+    std::int64_t value = 0;
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+// Positional form: name, then everything after the first ":" as the default. Empty pieces are
+// dropped, the way the macro's own keyword split drops them.
+static std::pair<std::optional<std::string>, std::optional<std::string>> splitNameAndDefault(
+    std::string_view argument) {
+    CharacterView characters(argument);
+    std::size_t start = 0;
+    std::optional<std::string> name;
+    for (std::size_t i = 0; i < characters.size(); ++i) {
+        if (!characters.is(i, ':')) {
+            continue;
+        }
+        if (i > start) {
+            name = std::string(characters.slice(start, i));
+            start = i + 1;
+            break;
+        }
+        start = i + 1;
+    }
+    std::optional<std::string> rest;
+    if (start < characters.size()) {
+        rest = std::string(characters.slice(start, characters.size()));
+    }
+    if (!name) {
+        return {rest, std::nullopt};
+    }
+    return {name, rest};
+}
+
+macro::Input parseInputSpec(const std::optional<std::string>& argument) {
+    macro::Input input;
+    if (!argument) {
+        return input;
+    }
+    if (!containsEquals(*argument)) {
+        std::tie(input.name, input.defaultValue) = splitNameAndDefault(*argument);
+        return input;
+    }
+    auto segments = keyValueSegments(*argument);
+    input.name = nameOf(segments);
+    if (auto value = valueOf(segments, "default")) {
+        input.defaultValue = collapseDoubleBackslashes(*value);
+    }
+    input.width = integerOf(segments, "width");
+    return input;
+}
+
+macro::Textarea parseTextareaSpec(const std::optional<std::string>& argument) {
+    macro::Textarea textarea;
+    if (!argument) {
+        return textarea;
+    }
+    if (!containsEquals(*argument)) {
+        std::tie(textarea.name, textarea.defaultValue) = splitNameAndDefault(*argument);
+        return textarea;
+    }
+    auto segments = keyValueSegments(*argument);
+    textarea.name = nameOf(segments);
+    if (auto value = valueOf(segments, "default")) {
+        textarea.defaultValue = collapseDoubleBackslashes(*value);
+    }
+    textarea.rows = integerOf(segments, "rows");
+    textarea.cols = integerOf(segments, "cols");
+    return textarea;
+}
+
+macro::Select parseSelectSpec(const std::optional<std::string>& argument) {
+    macro::Select select;
+    if (!argument) {
+        return select;
+    }
+    if (!containsEquals(*argument)) {
+        select.options = splitOptionList(*argument);
+        return select;
+    }
+    auto segments = keyValueSegments(*argument);
+    select.name = nameOf(segments);
+    if (auto options = valueOf(segments, "options")) {
+        select.options = splitOptionList(*options);
+    }
+    if (auto value = valueOf(segments, "default")) {
+        select.defaultValue =
+            std::string(text::trimSpacesAndTabs(collapseDoubleBackslashes(*value)));
+    }
+    return select;
+}
+
+macro::Optional parseSectionSpec(const std::optional<std::string>& argument) {
+    macro::Optional section;
+    if (!argument) {
+        return section;
+    }
+    if (!containsEquals(*argument)) {
+        section.name = *argument;
+        return section;
+    }
+    auto segments = keyValueSegments(*argument);
+    section.name = nameOf(segments);
+    if (auto value = valueOf(segments, "default")) {
+        section.defaultOn = lowercasedKey(*value) == "yes";
+    }
+    return section;
+}
+
+std::optional<macro::AI> parseAISpec(std::string_view argument) {
+    argument = text::trimWhitespaceAndNewlines(argument);
+    if (argument.empty()) {
+        return std::nullopt;
+    }
+    std::optional<std::string> prompt;
+    std::optional<std::string> provider;
+    std::optional<std::string> model;
+    std::vector<std::string> kept;
+    for (std::string& segment : splitEscapedSegments(argument)) {
+        CharacterView characters(segment);
+        std::size_t equals = characters.find('=');
+        if (equals != characters.size()) {
+            std::string key = lowercasedKey(characters.slice(0, equals));
+            std::string value(characters.slice(equals + 1, characters.size()));
+            if (key == "prompt") {
+                prompt = std::move(value);
+                continue;
+            }
+            if (key == "provider") {
+                provider = std::move(value);
+                continue;
+            }
+            if (key == "model") {
+                model = std::move(value);
+                continue;
+            }
+        }
+        kept.push_back(std::move(segment));
+    }
+    if (!prompt) {
+        std::string joined;
+        for (std::size_t i = 0; i < kept.size(); ++i) {
+            if (i > 0) {
+                joined += ':';
+            }
+            joined += kept[i];
+        }
+        prompt = std::move(joined);
+    }
+    auto cleaned = [](const std::optional<std::string>& raw) -> std::optional<std::string> {
+        if (!raw) {
+            return std::nullopt;
+        }
+        std::string value(text::trimWhitespaceAndNewlines(unescapeAll(*raw)));
+        if (value.empty()) {
+            return std::nullopt;
+        }
+        return value;
+    };
+    macro::AI ai;
+    auto cleanedPrompt = cleaned(prompt);
+    if (!cleanedPrompt) {
+        return std::nullopt;
+    }
+    ai.prompt = std::move(*cleanedPrompt);
+    ai.provider = cleaned(provider);
+    ai.model = cleaned(model);
+    return ai;
+}
+
+macro::Random parseRandomRange(const std::optional<std::string>& argument) {
+    if (!argument) {
+        return macro::Random{0, 100};
+    }
+    const macro::Random invalid{std::numeric_limits<std::int64_t>::max(),
+                                std::numeric_limits<std::int64_t>::min()};
+    std::string_view text = *argument;
+    std::size_t offset = 0;
+    skipRegexSpaces(text, offset);
+    auto lower = matchSignedNumber(text, offset);
+    if (!lower) {
+        return invalid;
+    }
+    skipRegexSpaces(text, offset);
+    if (offset >= text.size() || text[offset] != '-') {
+        return invalid;
+    }
+    ++offset;
+    skipRegexSpaces(text, offset);
+    auto upper = matchSignedNumber(text, offset);
+    if (!upper) {
+        return invalid;
+    }
+    skipRegexSpaces(text, offset);
+    if (!matchesEndAnchor(text.substr(offset)) || !*lower || !*upper) {
+        return invalid;
+    }
+    return macro::Random{**lower, **upper};
+}
+
+std::optional<macro::Date> matchDateWithOffset(std::string_view text) {
+    if (text.size() < 6 || text.substr(0, 4) != "date" || (text[4] != '+' && text[4] != '-')) {
+        return std::nullopt;
+    }
+    bool negative = text[4] == '-';
+    std::size_t offset = 5;
+    auto digits = matchDigits(text, offset);
+    if (!digits || offset >= text.size()) {
+        return std::nullopt;
+    }
+    auto unit = enumFromRaw<DateOffsetUnit>(text.substr(offset, 1));
+    if (!unit) {
+        return std::nullopt;
+    }
+    ++offset;
+    std::string_view rest = text.substr(offset);
+    std::optional<std::string> format;
+    if (!matchesEndAnchor(rest)) {
+        if (rest.front() != ':') {
+            return std::nullopt;
+        }
+        std::string_view candidate = rest.substr(1);
+        std::size_t end = 0;
+        while (end < candidate.size()) {
+            std::size_t next = end;
+            if (isLineTerminator(nextCodePoint(candidate, next))) {
+                break;
+            }
+            end = next;
+        }
+        if (end == 0 || !matchesEndAnchor(candidate.substr(end))) {
+            return std::nullopt;
+        }
+        format = std::string(candidate.substr(0, end));
+    }
+    auto value = parseInteger(*digits);
+    if (!value || (*digits)[0] == '+' || (*digits)[0] == '-') {
+        return std::nullopt;
+    }
+    return macro::Date{std::move(format), DateOffset{negative ? -*value : *value, *unit}};
+}
+
+}  // namespace wordloom::macro_arguments

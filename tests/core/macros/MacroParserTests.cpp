@@ -1,0 +1,191 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "MacroTestPrinting.h"
+#include "core/macros/MacroParser.h"
+
+namespace wordloom {
+namespace {
+
+std::vector<MacroType> typesOf(std::string_view content) {
+    std::vector<MacroType> types;
+    for (const auto& parsed : MacroParser::parse(content)) {
+        types.push_back(parsed.type);
+    }
+    return types;
+}
+
+MacroType only(std::string_view content) {
+    auto types = typesOf(content);
+    EXPECT_EQ(types.size(), 1u) << content;
+    return types.empty() ? MacroType{} : types.front();
+}
+
+constexpr auto int64Max = std::numeric_limits<std::int64_t>::max();
+constexpr auto int64Min = std::numeric_limits<std::int64_t>::min();
+
+TEST(MacroParserScanning, MalformedPairsStayText) {
+    for (const char* content : {"",
+                                "{",
+                                "{{",
+                                "{{}}",
+                                "{{ }}",
+                                "{{clipboard}",
+                                "{ {clipboard}}",
+                                "{{clip board}}",
+                                "{{snippet:}}",
+                                "{{if}}",
+                                "{{if: }}",
+                                "{{elseif:\t}}",
+                                "{{ai:   }}",
+                                "{{ai:prompt=}}",
+                                "{{key}}",
+                                "{{js:}}",
+                                "{{:}}",
+                                "{{date+2W}}",
+                                "{{Date+2d}}",
+                                "{{date+d}}"}) {
+        EXPECT_TRUE(MacroParser::parse(content).empty()) << content;
+    }
+}
+
+TEST(MacroParserScanning, RangesCountCharactersAndSkipUnknownPairs) {
+    auto macros = MacroParser::parse("{{unknown}}{{cursor}}");
+    ASSERT_EQ(macros.size(), 1u);
+    EXPECT_EQ(macros[0].type, MacroType(macro::Cursor{}));
+    EXPECT_EQ(macros[0].range, (TextRange{11, 21}));
+    EXPECT_EQ(macros[0].originalText, "{{cursor}}");
+
+    // "é" written as e + combining accent and a flag are one character each.
+    auto accented = MacroParser::parse("e\xCC\x81\xF0\x9F\x87\xAB\xF0\x9F\x87\xB7{{uuid}}!");
+    ASSERT_EQ(accented.size(), 1u);
+    EXPECT_EQ(accented[0].range, (TextRange{2, 10}));
+    EXPECT_EQ(accented[0].byteRange, (TextRange{11, 19}));
+
+    // CR LF is one character.
+    EXPECT_EQ(MacroParser::parse("a\r\n{{cursor}}")[0].range, (TextRange{2, 12}));
+}
+
+TEST(MacroParserScanning, BraceCarryingACombiningMarkIsNotABrace) {
+    EXPECT_TRUE(MacroParser::parse("{\xCC\x81{cursor}}").empty());
+    EXPECT_TRUE(MacroParser::parse("{{cursor}\xCC\x81}").empty());
+}
+
+TEST(MacroParserScanning, NestedMacrosStayInsideTheirEnclosingMacro) {
+    auto macros = MacroParser::parse("{{if:{{clipboard}} CONTAINS x}}yes{{/if}}");
+    ASSERT_EQ(macros.size(), 2u);
+    EXPECT_EQ(macros[0].type, MacroType(macro::ConditionalIf{"{{clipboard}} CONTAINS x"}));
+    EXPECT_EQ(macros[1].type, MacroType(macro::ConditionalEnd{}));
+    EXPECT_EQ(macros[1].range.start, 34u);
+}
+
+TEST(MacroParserScanning, UnclosedPairResumesAfterItsBraces) {
+    auto macros = MacroParser::parse("{{{cursor}}");
+    // The first "{{" never closes at depth 0; scanning resumes two characters on.
+    ASSERT_EQ(macros.size(), 0u);
+    // An outer pair that never closes does not hide the macro inside it.
+    EXPECT_EQ(typesOf("{{ {{cursor}}"), std::vector<MacroType>{macro::Cursor{}});
+    EXPECT_EQ(typesOf("{{clipboard} {{cursor}}"), std::vector<MacroType>{macro::Cursor{}});
+}
+
+TEST(MacroParserScanning, ScriptModeSkipsStringsAndComments) {
+    EXPECT_EQ(only("{{js:return '}}';}}"), MacroType(macro::JavaScript{"return '}}';"}));
+    EXPECT_EQ(only("{{JavaScript:\"a\\\"}}\" + `}}`}}"),
+              MacroType(macro::JavaScript{"\"a\\\"}}\" + `}}`"}));
+    EXPECT_EQ(only("{{js:x // }}\nreturn 1}}"), MacroType(macro::JavaScript{"x // }}\nreturn 1"}));
+    EXPECT_EQ(only("{{js:/* }} */ 2 / 1}}"), MacroType(macro::JavaScript{"/* }} */ 2 / 1"}));
+    // Outside script mode quotes mean nothing.
+    EXPECT_EQ(only("{{input:a'}}b'}}"), MacroType(macro::Input{"a'", std::nullopt, std::nullopt}));
+    // A string that never ends leaves the pair unclosed.
+    EXPECT_TRUE(MacroParser::parse("{{js:'abc}}").empty());
+}
+
+TEST(MacroParserKeywords, AreTrimmedAndCaseInsensitive) {
+    EXPECT_EQ(only("{{ Clipboard }}"), MacroType(macro::Clipboard{}));
+    EXPECT_EQ(only("{{\tSELECTED-text:ignored}}"), MacroType(macro::SelectedText{}));
+    EXPECT_EQ(only("{{selection}}"), MacroType(macro::SelectedText{}));
+    EXPECT_EQ(only("{{:uuid}}"), MacroType(macro::Uuid{}));
+    EXPECT_EQ(only("{{endif}}"), MacroType(macro::ConditionalEnd{}));
+    EXPECT_EQ(only("{{elif: a == b }}"), MacroType(macro::ConditionalElseIf{"a == b"}));
+    EXPECT_EQ(only("{{key: TAB}}"), MacroType(macro::Key{"tab"}));
+    EXPECT_EQ(only("{{snippet: ;sig }}"), MacroType(macro::Snippet{";sig"}));
+    EXPECT_EQ(only("{{time:HH:mm}}"), MacroType(macro::Time{"HH:mm"}));
+    EXPECT_EQ(only("{{today}}"), MacroType(macro::Today{}));
+}
+
+TEST(MacroParserDates, OffsetsAreCaseSensitiveAndKeepTheFormat) {
+    EXPECT_EQ(only("{{date+2w}}"),
+              MacroType(macro::Date{std::nullopt, DateOffset{2, DateOffsetUnit::weeks}}));
+    EXPECT_EQ(only("{{date+90M:HH:mm}}"),
+              MacroType(macro::Date{"HH:mm", DateOffset{90, DateOffsetUnit::minutes}}));
+    EXPECT_EQ(only("{{date-1y}}"),
+              MacroType(macro::Date{std::nullopt, DateOffset{-1, DateOffsetUnit::years}}));
+    EXPECT_EQ(only("{{date+7d:MMMM d, yyyy}}"),
+              MacroType(macro::Date{"MMMM d, yyyy", DateOffset{7, DateOffsetUnit::days}}));
+    EXPECT_EQ(only("{{DATE:short}}"), MacroType(macro::Date{"short", std::nullopt}));
+    // A number past 64 bits is not an offset.
+    EXPECT_TRUE(MacroParser::parse("{{date+99999999999999999999d}}").empty());
+}
+
+TEST(MacroParserFields, PositionalAndKeyedForms) {
+    EXPECT_EQ(only("{{input:City:Paris}}"), MacroType(macro::Input{"City", "Paris", std::nullopt}));
+    EXPECT_EQ(only("{{input:Time:10:30}}"), MacroType(macro::Input{"Time", "10:30", std::nullopt}));
+    EXPECT_EQ(only("{{input}}"), MacroType(macro::Input{}));
+    EXPECT_EQ(only("{{input:name=Dir:default=C\\:\\\\\\\\temp:width=40}}"),
+              MacroType(macro::Input{"Dir", "C:\\\\temp", 40}));
+    EXPECT_EQ(only("{{input:name=A\\:B:default=x\\ny:width=wide}}"),
+              MacroType(macro::Input{"A:B", "x\ny", std::nullopt}));
+    EXPECT_EQ(only("{{textarea:NAME=Notes:rows=4:cols=60:name=Body}}"),
+              MacroType(macro::Textarea{"Body", std::nullopt, 4, 60}));
+}
+
+TEST(MacroParserFields, SelectOptionsAndDefault) {
+    EXPECT_EQ(only("{{select:name=Size:options=S,M\\,L,XL:default= M }}"),
+              MacroType(macro::Select{"Size", {"S", "M,L", "XL"}, "M"}));
+    EXPECT_EQ(
+        only("{{select:Small, Medium ,,Large}}"),
+        MacroType(macro::Select{std::nullopt, {"Small", "Medium", "", "Large"}, std::nullopt}));
+    EXPECT_EQ(only("{{select:a\\tb,c\\\\,d\\}}"),
+              MacroType(macro::Select{std::nullopt, {"a\tb", "c\\", "d\\"}, std::nullopt}));
+    EXPECT_EQ(only("{{select:name=Plan}}"), MacroType(macro::Select{"Plan", {}, std::nullopt}));
+}
+
+TEST(MacroParserFields, OptionalSections) {
+    EXPECT_EQ(only("{{optional:name=Sig:default=YES}}"), MacroType(macro::Optional{"Sig", true}));
+    EXPECT_EQ(only("{{optional:name=Sig:default=true}}"), MacroType(macro::Optional{"Sig", false}));
+    EXPECT_EQ(only("{{optional:Include signature}}"),
+              MacroType(macro::Optional{"Include signature", false}));
+    EXPECT_EQ(only("{{/Optional}}"), MacroType(macro::OptionalEnd{}));
+}
+
+TEST(MacroParserAI, PromptProviderAndModel) {
+    EXPECT_EQ(only("{{ai:Translate to French: $selected}}"),
+              MacroType(macro::AI{"Translate to French: $selected", std::nullopt, std::nullopt}));
+    EXPECT_EQ(only("{{ai:Summarise:provider= Ollama :model=llama3.2}}"),
+              MacroType(macro::AI{"Summarise", "Ollama", "llama3.2"}));
+    EXPECT_EQ(only("{{ai:prompt=a\\=b \\: c:Provider=:x=y}}"),
+              MacroType(macro::AI{"a=b : c", std::nullopt, std::nullopt}));
+    EXPECT_TRUE(MacroParser::parse("{{ai:provider=ollama}}").empty());
+}
+
+TEST(MacroParserRandom, RangesAndMalformedRanges) {
+    EXPECT_EQ(only("{{random}}"), MacroType(macro::Random{0, 100}));
+    EXPECT_EQ(only("{{random:1-6}}"), MacroType(macro::Random{1, 6}));
+    EXPECT_EQ(only("{{random:-10 - -1}}"), MacroType(macro::Random{-10, -1}));
+    EXPECT_EQ(only("{{random:10-1}}"), MacroType(macro::Random{10, 1}));
+    for (const char* content : {"{{random:abc}}", "{{random:1-}}",
+                                "{{random:1-99999999999999999999}}", "{{random:1 2-3}}"}) {
+        EXPECT_EQ(only(content), MacroType(macro::Random{int64Max, int64Min})) << content;
+    }
+}
+
+TEST(MacroParserTypes, NamesFollowTheCaseOrder) {
+    EXPECT_EQ(macroTypeName(macro::Date{}), "date");
+    EXPECT_EQ(macroTypeName(macro::ConditionalElseIf{}), "conditionalElseIf");
+    EXPECT_EQ(macroTypeName(macro::Uuid{}), "uuid");
+    EXPECT_EQ(MacroType(macro::Uuid{}).index(), 23u);
+}
+
+}  // namespace
+}  // namespace wordloom
