@@ -4,9 +4,13 @@
 #include <ostream>
 #include <string_view>
 
+#include "app/cli/BackupCommands.h"
 #include "app/cli/CommandErrors.h"
 #include "app/cli/CommandRegistry.h"
+#include "app/cli/GroupCommands.h"
 #include "app/cli/LibraryCommands.h"
+#include "app/cli/SettingsCommands.h"
+#include "app/cli/VersionCommands.h"
 
 namespace wordloom::cli {
 namespace {
@@ -14,6 +18,10 @@ namespace {
 CommandRegistry makeRegistry() {
     CommandRegistry registry;
     registerLibraryCommands(registry);
+    registerGroupCommands(registry);
+    registerVersionCommands(registry);
+    registerBackupCommands(registry);
+    registerSettingsCommands(registry);
     return registry;
 }
 
