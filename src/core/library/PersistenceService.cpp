@@ -1,6 +1,12 @@
 #include "core/library/PersistenceService.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <system_error>
 
 #include "core/base/FileIO.h"
@@ -35,22 +41,71 @@ std::string quotedName(std::string_view name) {
     return "\u201c" + std::string(name) + "\u201d";
 }
 
-// Parses a library file, naming the file in the error.
-std::optional<JsonDocument> parseIfExists(const fs::path& path, std::optional<std::string>& text) {
-    text = readFileIfExists(path);
+// Reads a file straight into a buffer with the padding the parser needs, so that a large
+// library is neither zero-filled nor copied a second time. Nothing when it does not exist.
+std::optional<simdjson::padded_string> readPadded(const fs::path& path) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ENOENT) {
+            return std::nullopt;
+        }
+        throw FileError("Couldn't read " + quotedName(path.filename().string()) + ": " +
+                        std::strerror(errno));
+    }
+    struct Closer {
+        int fd;
+        ~Closer() { ::close(fd); }
+    } closer{fd};
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
+        // Let the general reader produce the precise message.
+        const auto text = readFile(path);
+        return simdjson::padded_string(text);
+    }
+    const auto size = static_cast<std::size_t>(info.st_size);
+    simdjson::padded_string buffer(size);
+    std::size_t filled = 0;
+    while (filled < size) {
+        const ssize_t n = ::read(fd, buffer.data() + filled, size - filled);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n < 0) {
+            throw FileError("Couldn't read " + quotedName(path.filename().string()) + ": " +
+                            std::strerror(errno));
+        }
+        if (n == 0) {
+            break;
+        }
+        filled += static_cast<std::size_t>(n);
+    }
+    char probe = 0;
+    if (filled < size || ::read(fd, &probe, 1) != 0) {
+        // The file changed size while we read it; read it again the simple way.
+        const auto text = readFile(path);
+        return simdjson::padded_string(text);
+    }
+    return buffer;
+}
+
+// Parses a library file with this thread's parser, which keeps its buffers between loads.
+// The element is valid until the next parse on the same thread.
+std::optional<JsonElement> parseIfExists(const fs::path& path) {
+    const auto text = readPadded(path);
     if (!text) {
         return std::nullopt;
     }
-    try {
-        return std::optional<JsonDocument>(std::in_place, *text);
-    } catch (const JsonError& error) {
+    thread_local simdjson::dom::parser parser;
+    JsonElement root;
+    if (const auto error = parser.parse(*text).get(root)) {
         throw JsonError("The file " + quotedName(path.filename().string()) +
-                        " is not valid JSON: " + error.what());
+                        " is not valid JSON: " + simdjson::error_message(error));
     }
+    return root;
 }
 
-JsonArray requireArray(const JsonDocument& document, const fs::path& path, std::string_view what) {
-    auto array = json::asArray(document.root());
+JsonArray requireArray(JsonElement root, const fs::path& path, std::string_view what) {
+    auto array = json::asArray(root);
     if (!array) {
         throw JsonError("The file " + quotedName(path.filename().string()) +
                         " does not hold a list of " + std::string(what) + ".");
@@ -213,8 +268,7 @@ bool PersistenceService::saveSnippetVersions(const std::vector<SnippetVersion>& 
 
 std::vector<Snippet> PersistenceService::loadSnippets() const {
     const auto file = path(LibraryFile::snippets);
-    std::optional<std::string> text;
-    const auto document = parseIfExists(file, text);
+    const auto document = parseIfExists(file);
     if (!document) {
         return {};
     }
@@ -241,8 +295,7 @@ std::vector<Snippet> PersistenceService::loadSnippets() const {
 
 std::vector<SnippetGroup> PersistenceService::loadGroups() const {
     const auto file = path(LibraryFile::groups);
-    std::optional<std::string> text;
-    const auto document = parseIfExists(file, text);
+    const auto document = parseIfExists(file);
     if (!document) {
         return {};
     }
@@ -262,22 +315,20 @@ std::vector<SnippetGroup> PersistenceService::loadGroups() const {
 
 std::optional<AppSettings> PersistenceService::loadSettings() const {
     const auto file = path(LibraryFile::settings);
-    std::optional<std::string> text;
-    const auto document = parseIfExists(file, text);
+    const auto document = parseIfExists(file);
     if (!document) {
         return std::nullopt;
     }
-    if (!json::asObject(document->root())) {
+    if (!json::asObject(*document)) {
         throw JsonError("The file " + quotedName(settingsFileName) +
                         " does not hold a settings object.");
     }
-    return decodeAppSettings(document->root());
+    return decodeAppSettings(*document);
 }
 
 std::vector<SnippetVersion> PersistenceService::loadSnippetVersions() const {
     const auto file = path(LibraryFile::versions);
-    std::optional<std::string> text;
-    const auto document = parseIfExists(file, text);
+    const auto document = parseIfExists(file);
     if (!document) {
         return {};
     }

@@ -1,0 +1,1 @@
+wordloom_benchmark(library_bench library_bench.cpp DEPS wordloom_library)
