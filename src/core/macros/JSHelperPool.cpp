@@ -62,6 +62,12 @@ bool JSHelperPool::prewarm() {
     }
 }
 
+void JSHelperPool::ensureSpare() {
+    if (idleCount() == 0) {
+        prewarm();
+    }
+}
+
 std::size_t JSHelperPool::idleCount() const {
     std::lock_guard lock(mutex_);
     return idle_.size();

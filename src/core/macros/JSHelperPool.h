@@ -30,6 +30,10 @@ class JSHelperPool {
     /// Starts one helper ahead of need. Returns false (and logs) when it cannot start.
     bool prewarm();
 
+    /// Starts a helper when none is idle, so the next script finds one ready. Starting returns as
+    /// soon as the process exists; the engine starts up in parallel.
+    void ensureSpare();
+
     std::size_t idleCount() const;
     const JSHelperLaunch& launch() const { return launch_; }
 

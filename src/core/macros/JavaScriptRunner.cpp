@@ -105,6 +105,9 @@ JavaScriptRunner::JavaScriptRunner(JavaScriptRunnerOptions options, Executor* ti
     if (ownTimers_) {
         timerThread_ = std::thread([this] { ownTimers_->run(); });
     }
+    if (options_.keepSpareHelper) {
+        pool_.prewarm();
+    }
 }
 
 JavaScriptRunner::~JavaScriptRunner() {

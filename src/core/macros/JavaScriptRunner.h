@@ -34,6 +34,9 @@ struct JavaScriptRunnerOptions {
     int memoryCheckIntervalMs = 20;
     /// Helpers kept started between scripts.
     std::size_t idleHelpers = 2;
+    /// Start a helper when the runner is made, and another whenever a script takes the last
+    /// idle one, so that scripts rarely wait for a helper to start.
+    bool keepSpareHelper = true;
     std::size_t maxRunsPerHelper = 200;
 };
 
@@ -76,9 +79,6 @@ class JavaScriptRunner final : public JavaScriptExecuting {
     JavaScriptResult execute(const std::string& script,
                              const std::map<std::string, std::string>& context,
                              const std::string& clipboardContents) override;
-
-    /// Starts a helper ahead of the first script.
-    bool prewarm() { return pool_.prewarm(); }
 
     std::size_t freeSlots() const { return slots_.available(); }
     std::size_t waitingRuns() const { return slots_.waiting(); }

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "core/macros/JSRunnerProtocol.h"
 #include "helpers/jsrunner/JSString.h"
@@ -31,7 +32,7 @@ ScriptEngine* gEngine = nullptr;
 // Names that other JavaScript hosts give to file, network and process access. Here they do not
 // exist; touching one marks the run as a security violation instead of a mere ReferenceError,
 // even when the script catches the error.
-constexpr const char* kPrepareSource = R"JS((function (global, request, refuse) {
+constexpr const char* kRestrictSource = R"JS((function (global, refuse) {
     const restricted = ["require", "process", "fetch", "XMLHttpRequest", "WebSocket",
         "EventSource", "importScripts", "Worker", "SharedWorker", "Deno", "Bun", "module",
         "exports", "__dirname", "__filename", "load", "loadFile", "read", "readFile",
@@ -43,6 +44,10 @@ constexpr const char* kPrepareSource = R"JS((function (global, request, refuse) 
             configurable: false,
         });
     }
+}))JS";
+
+// Gives the script its inputs, read-only.
+constexpr const char* kProvideSource = R"JS((function (global, request) {
     const values = {};
     const given = request.context;
     if (given !== null && typeof given === "object") {
@@ -68,18 +73,12 @@ constexpr const char* kAwaitSource = R"JS((function (value, settle) {
     return true;
 }))JS";
 
+// Dates read the time zone the first time; everything else the engine needs afterwards (ICU's
+// locale data included) is already in memory, so the warm-up stays this small and the helper
+// starts fast.
 constexpr const char* kWarmUpSource = R"JS((function () {
     const now = new Date();
-    const parts = [now.toString(), now.toLocaleString(), now.toLocaleDateString("de-DE"),
-        new Intl.DateTimeFormat("en-US", { dateStyle: "full", timeStyle: "long" }).format(now),
-        new Intl.NumberFormat("fr-FR").format(1234.5), "ä".localeCompare("z"),
-        "straße".toLocaleUpperCase("de"), /\p{L}+/u.test("héllo"), JSON.stringify({ a: [1] }),
-        String(Math.random()), "x".normalize("NFD"), new Intl.Collator("sv").compare("a", "b")];
-    let garbage = [];
-    for (let i = 0; i < 20000; ++i) {
-        garbage.push({ i, text: "item " + i });
-    }
-    return parts.join("|") + garbage.length;
+    return now.toString() + now.getTimezoneOffset();
 }))JS";
 
 JSValueRef property(JSContextRef context, JSValueRef object, const char* name) {
@@ -185,6 +184,9 @@ ScriptEngine::ScriptEngine(bool sandboxProbes)
 
 ScriptEngine::~ScriptEngine() {
     gEngine = nullptr;
+    if (next_ != nullptr) {
+        JSGlobalContextRelease(next_);
+    }
     JSContextGroupRelease(group_);
 }
 
@@ -193,7 +195,6 @@ void ScriptEngine::warmUp() {
     if (JSObjectRef function = compile(context, kWarmUpSource)) {
         JSObjectCallAsFunction(context, function, nullptr, 0, nullptr, nullptr);
     }
-    JSGarbageCollect(context);
     JSGlobalContextRelease(context);
 }
 
@@ -214,28 +215,37 @@ bool ScriptEngine::shouldTerminate(JSContextRef, void* engine) {
     return true;
 }
 
+void ScriptEngine::prepareNextContext() {
+    if (next_ != nullptr) {
+        return;
+    }
+    next_ = JSGlobalContextCreateInGroup(group_, nullptr);
+    JSObjectRef global = JSContextGetGlobalObject(next_);
+    const JSValueRef arguments[] = {
+        global, JSObjectMakeFunctionWithCallback(next_, nullptr, &ScriptEngine::refuse)};
+    JSObjectCallAsFunction(next_, compile(next_, kRestrictSource), nullptr, 2, arguments, nullptr);
+    if (sandboxProbes_) {
+        JSString name("sandboxProbe");
+        JSObjectSetProperty(next_, global, name.get(),
+                            JSObjectMakeFunctionWithCallback(next_, name.get(), probe),
+                            kJSPropertyAttributeReadOnly, nullptr);
+    }
+}
+
 std::string ScriptEngine::evaluate(std::string_view requestPayload) {
     Run run;
     refused_ = false;
     timedOut_ = false;
-    JSGlobalContextRef context = JSGlobalContextCreateInGroup(group_, nullptr);
+    prepareNextContext();
+    JSGlobalContextRef context = std::exchange(next_, nullptr);
     JSValueRef request = JSValueMakeFromJSONString(context, JSString(requestPayload).get());
     JSValueRef script = property(context, request, "script");
     if (script == nullptr || !JSValueIsString(context, script)) {
         run.fail(errorKind::executionFailed, "The helper received a malformed request");
     } else {
-        JSObjectRef global = JSContextGetGlobalObject(context);
-        JSObjectRef prepare = compile(context, kPrepareSource);
-        JSObjectRef refuseFunction =
-            JSObjectMakeFunctionWithCallback(context, nullptr, &ScriptEngine::refuse);
-        const JSValueRef prepareArguments[] = {global, request, refuseFunction};
-        JSObjectCallAsFunction(context, prepare, nullptr, 3, prepareArguments, nullptr);
-        if (sandboxProbes_) {
-            JSString name("sandboxProbe");
-            JSObjectSetProperty(context, global, name.get(),
-                                JSObjectMakeFunctionWithCallback(context, name.get(), probe),
-                                kJSPropertyAttributeReadOnly, nullptr);
-        }
+        const JSValueRef arguments[] = {JSContextGetGlobalObject(context), request};
+        JSObjectCallAsFunction(context, compile(context, kProvideSource), nullptr, 2, arguments,
+                               nullptr);
         const double limit =
             JSValueToNumber(context, property(context, request, "timeLimit"), nullptr);
         JSContextGroupSetExecutionTimeLimit(group_, limit > 0 ? limit : 5.0, shouldTerminate, this);

@@ -23,9 +23,13 @@ class ScriptEngine {
     ScriptEngine(const ScriptEngine&) = delete;
     ScriptEngine& operator=(const ScriptEngine&) = delete;
 
-    /// Uses once every part of the engine that reads files or starts threads the first time it is
-    /// needed (time zones, locale data, the collector), before the sandbox forbids that.
+    /// Uses once every part of the engine that reads files the first time it is needed (the time
+    /// zone), before the sandbox forbids that.
     void warmUp();
+
+    /// Builds the global object for the next script ahead of time, so that the work is done
+    /// while the helper would otherwise wait for a request.
+    void prepareNextContext();
 
     /// Runs the request payload (JSON) and returns the reply payload (JSON).
     std::string evaluate(std::string_view requestPayload);
@@ -43,6 +47,7 @@ class ScriptEngine {
     static bool shouldTerminate(JSContextRef, void* engine);
 
     JSContextGroupRef group_;
+    JSGlobalContextRef next_ = nullptr;
     bool sandboxProbes_;
     bool refused_ = false;
     bool timedOut_ = false;

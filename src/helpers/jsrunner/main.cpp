@@ -78,6 +78,9 @@ int main(int argc, char** argv) {
     engine.warmUp();
     const std::string sandboxFailure = SyscallSandbox::apply(kChannelDescriptor);
 
+    if (sandboxFailure.empty()) {
+        engine.prepareNextContext();
+    }
     HelperChannel channel(kChannelDescriptor);
     if (!channel.send(helloPayload())) {
         ::_exit(1);
@@ -91,6 +94,9 @@ int main(int argc, char** argv) {
                                       "The script sandbox is unavailable: " + sandboxFailure);
         if (!channel.send(reply)) {
             break;
+        }
+        if (sandboxFailure.empty()) {
+            engine.prepareNextContext();
         }
     }
     // Skip static destructors: tearing the engine down could need calls the filter forbids.
