@@ -41,7 +41,8 @@ std::string FillInFieldCollector::childTag(std::string_view parentTag, std::size
 
 std::optional<FillInField> FillInFieldCollector::fieldFor(const MacroType& type,
                                                           std::string_view fillInPath,
-                                                          std::string_view tag) {
+                                                          std::string_view tag,
+                                                          bool withIdentifier) {
     FillInField field;
     if (const auto* input = std::get_if<macro::Input>(&type)) {
         field.type = FillInType::singleLine;
@@ -69,7 +70,9 @@ std::optional<FillInField> FillInFieldCollector::fieldFor(const MacroType& type,
     } else {
         return std::nullopt;
     }
-    field.id = Uuid::random();
+    if (withIdentifier) {
+        field.id = Uuid::random();
+    }
     field.value = field.defaultValue;
     return field;
 }

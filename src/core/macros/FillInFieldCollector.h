@@ -27,8 +27,10 @@ class FillInFieldCollector {
                                 std::string_view tag);
 
     /// The field a fill-in macro asks for (value = its default), or nothing for other macros.
+    /// Without `withIdentifier` the field's id stays nil, which saves drawing a random UUID when
+    /// only the key and default are wanted.
     static std::optional<FillInField> fieldFor(const MacroType& type, std::string_view fillInPath,
-                                               std::string_view tag);
+                                               std::string_view tag, bool withIdentifier = true);
 
     /// The tag of macro `index` among macros whose enclosing tag is `parentTag`.
     static std::string childTag(std::string_view parentTag, std::size_t index);

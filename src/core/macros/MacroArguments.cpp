@@ -79,13 +79,9 @@ bool matchesEndAnchor(std::string_view rest) {
     return offset == rest.size() && isLineTerminator(c);
 }
 
-// ICU's "\s": [\t\n\f\r\p{Z}].
+// ICU's "\s", which is Unicode's White_Space property (\v and U+0085 included).
 bool isRegexSpace(UChar32 c) {
-    if (c == '\t' || c == '\n' || c == '\f' || c == '\r') {
-        return true;
-    }
-    auto mask = U_GET_GC_MASK(c);
-    return (mask & U_GC_Z_MASK) != 0;
+    return text::isWhitespaceOrNewline(static_cast<char32_t>(c));
 }
 
 void skipRegexSpaces(std::string_view text, std::size_t& offset) {

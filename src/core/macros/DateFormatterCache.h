@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "core/base/Executor.h"
+
+#include <unicode/utypes.h>
+
+U_NAMESPACE_BEGIN
+class DateFormat;
+U_NAMESPACE_END
+
+namespace wordloom {
+
+/// How a date is written: a Unicode date pattern, date/time styles, or the fixed ISO form.
+struct DateFormatSpec {
+    enum class Style { none, shortStyle, mediumStyle, longStyle, fullStyle };
+    enum class Kind { pattern, styles, iso };
+
+    Kind kind = Kind::pattern;
+    std::string pattern;
+    Style dateStyle = Style::none;
+    Style timeStyle = Style::none;
+
+    static DateFormatSpec fromPattern(std::string pattern) {
+        return {Kind::pattern, std::move(pattern), Style::none, Style::none};
+    }
+    static DateFormatSpec fromStyles(Style date, Style time) {
+        return {Kind::styles, {}, date, time};
+    }
+    static DateFormatSpec iso() { return {Kind::iso, {}, Style::none, Style::none}; }
+};
+
+/// ICU date formatters by format, built once: building one costs milliseconds, using one about a
+/// microsecond. Patterns and styles use ICU's default locale and time zone as they were when the
+/// formatter was built; the ISO form uses "en_US_POSIX". Safe to use from several threads.
+class DateFormatterCache {
+  public:
+    static constexpr const char* isoPattern = "yyyy-MM-dd'T'HH:mm:ssZZZZZ";
+    static constexpr const char* isoLocale = "en_US_POSIX";
+
+    DateFormatterCache();
+    ~DateFormatterCache();
+
+    /// The process-wide cache.
+    static DateFormatterCache& shared();
+
+    /// `time` written as `spec` says, or nothing when ICU rejects the pattern.
+    std::optional<std::string> format(const DateFormatSpec& spec, Timestamp time);
+
+    /// Forgets every formatter, so the next ones see the current default locale and time zone.
+    void clear();
+
+  private:
+    // User patterns come from snippet content; the bound keeps a library full of distinct
+    // patterns from growing the cache without end.
+    static constexpr std::size_t maximumEntries = 128;
+
+    std::unique_ptr<icu::DateFormat> build(const DateFormatSpec& spec) const;
+
+    std::mutex mutex_;
+    std::unordered_map<std::string, std::unique_ptr<icu::DateFormat>> formatters_;
+};
+
+}  // namespace wordloom
