@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/base/Executor.h"
+
+namespace wordloom {
+
+/// The system-wide selections text is pasted from. Terminals paste the primary selection.
+enum class PasteboardSelection { clipboard, primary };
+
+/// One representation of the pasteboard's contents: a MIME type and its bytes.
+struct PasteboardItem {
+    std::string type;
+    std::string data;
+    bool operator==(const PasteboardItem&) const = default;
+};
+
+/// Everything a selection offered, in the order it offered it.
+using PasteboardSnapshot = std::vector<PasteboardItem>;
+
+namespace pasteboardType {
+inline constexpr const char* plainText = "text/plain";
+inline constexpr const char* plainTextUtf8 = "text/plain;charset=utf-8";
+inline constexpr const char* html = "text/html";
+inline constexpr const char* rtf = "text/rtf";
+inline constexpr const char* png = "image/png";
+}  // namespace pasteboardType
+
+/// The system pasteboard. Every member runs on the main queue except waitUntilRead(), which the
+/// inserter calls from its background thread.
+class Pasteboard {
+  public:
+    virtual ~Pasteboard() = default;
+
+    /// Grows by one whenever anyone (us included) puts new contents on `selection`.
+    virtual std::uint64_t changeCount(PasteboardSelection selection) = 0;
+
+    /// Every representation `selection` offers now; empty when nobody owns it, nullopt when the
+    /// owner did not answer in time (its contents cannot be saved).
+    virtual std::optional<PasteboardSnapshot> snapshot(PasteboardSelection selection) = 0;
+
+    /// Replaces the contents of `selection` with `items` (none: leaves it empty) and returns
+    /// the change count right after the write.
+    virtual std::uint64_t write(PasteboardSelection selection,
+                                const std::vector<PasteboardItem>& items) = 0;
+
+    /// The clipboard's plain text, or nullopt.
+    virtual std::optional<std::string> plainText() = 0;
+
+    /// Blocks the calling (background) thread until the application we pasted into has read our
+    /// contents and `quiet` passed without another read, or `limit` passed. A platform where a
+    /// paste reads the pasteboard synchronously returns at once.
+    virtual void waitUntilRead(Duration quiet, Duration limit) = 0;
+};
+
+}  // namespace wordloom

@@ -1,0 +1,244 @@
+#include "core/expansion/TextInserter.h"
+
+#include <cstdlib>
+#include <limits>
+#include <optional>
+#include <vector>
+
+#include "core/base/Log.h"
+#include "core/base/Text.h"
+
+namespace wordloom {
+
+namespace {
+
+const Logger& logger() {
+    static const Logger instance("TextInserter");
+    return instance;
+}
+
+std::vector<PasteboardItem> plainTextItems(const std::string& text) {
+    return {{pasteboardType::plainTextUtf8, text}, {pasteboardType::plainText, text}};
+}
+
+}  // namespace
+
+/// The pasteboard state of one insertion sequence, per selection: what the user had, whether
+/// it was saved, and the change count of our own latest write. Touched only on the main queue.
+class TextInserter::Session {
+  public:
+    Session(Pasteboard& pasteboard, PasteChord chord) : pasteboard_(pasteboard) {
+        selections_.push_back({PasteboardSelection::clipboard});
+        if (chord == PasteChord::shiftInsert) {
+            selections_.push_back({PasteboardSelection::primary});
+        }
+    }
+
+    /// Writes one segment. The user's contents are saved unless the selection still holds our
+    /// previous segment, so a later segment is never mistaken for the user's contents.
+    void writeSegment(const InsertionSegment& segment) {
+        const auto items = segment.formats.empty() ? plainTextItems(segment.text) : segment.formats;
+        for (auto& state : selections_) {
+            const bool holdsOurs =
+                state.ownChangeCount &&
+                pasteboard_.changeCount(state.selection) == *state.ownChangeCount;
+            if (!holdsOurs) {
+                state.saved = pasteboard_.snapshot(state.selection);
+                state.snapshotTaken = true;
+            }
+            state.ownChangeCount = pasteboard_.write(state.selection, items);
+        }
+    }
+
+    /// Puts the saved contents back, unless someone wrote after us: their contents win.
+    void restore() {
+        for (auto& state : selections_) {
+            if (!state.snapshotTaken || !state.ownChangeCount) {
+                continue;
+            }
+            if (pasteboard_.changeCount(state.selection) != *state.ownChangeCount) {
+                logger().debug("Pasteboard changed during the insertion; keeping the new contents");
+                continue;
+            }
+            pasteboard_.write(state.selection, state.saved.value_or(PasteboardSnapshot{}));
+        }
+    }
+
+  private:
+    struct SelectionState {
+        PasteboardSelection selection;
+        std::optional<PasteboardSnapshot> saved;
+        bool snapshotTaken = false;
+        std::optional<std::uint64_t> ownChangeCount;
+    };
+
+    Pasteboard& pasteboard_;
+    std::vector<SelectionState> selections_;
+};
+
+TextInserter::TextInserter(Pasteboard& pasteboard, KeyInjector& keys,
+                           AccessibilityService& accessibility, MainQueueHop& mainQueue,
+                           Sleeper& sleeper)
+    : TextInserter(pasteboard, keys, accessibility, mainQueue, sleeper, Timing()) {}
+
+TextInserter::TextInserter(Pasteboard& pasteboard, KeyInjector& keys,
+                           AccessibilityService& accessibility, MainQueueHop& mainQueue,
+                           Sleeper& sleeper, Timing timing)
+    : pasteboard_(pasteboard),
+      keys_(keys),
+      accessibility_(accessibility),
+      mainQueue_(mainQueue),
+      sleeper_(sleeper),
+      timing_(timing) {}
+
+std::int64_t TextInserter::inFlightDepth() const {
+    std::lock_guard lock(depthLock_);
+    return inFlightDepth_;
+}
+
+void TextInserter::enter() {
+    std::lock_guard lock(depthLock_);
+    if (inFlightDepth_ == std::numeric_limits<std::int64_t>::max()) {
+        logger().error("inFlightDepth overflow");
+        std::abort();
+    }
+    ++inFlightDepth_;
+}
+
+void TextInserter::leave() {
+    std::lock_guard lock(depthLock_);
+    if (inFlightDepth_ == 0) {
+        logger().error("inFlightDepth underflow");
+        std::abort();
+    }
+    --inFlightDepth_;
+}
+
+void TextInserter::pressKey(VirtualKeyCode key) {
+    if (!keys_.postKey(key, true)) {
+        return;
+    }
+    sleeper_.sleep(timing_.keyHold);
+    keys_.postKey(key, false);
+    sleeper_.sleep(timing_.afterKey);
+}
+
+void TextInserter::deleteCharacters(std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        pressKey(virtualKey::backspace);
+    }
+}
+
+bool TextInserter::paste(PasteChord chord) {
+    sleeper_.sleep(timing_.beforePaste);
+    if (!keys_.postPasteChord(chord, true)) {
+        logger().error("Could not post the paste keystroke");
+        return false;
+    }
+    sleeper_.sleep(timing_.pasteHold);
+    const bool released = keys_.postPasteChord(chord, false);
+    sleeper_.sleep(timing_.afterPaste);
+    return released;
+}
+
+bool TextInserter::moveCaretWithAccessibility(std::size_t distance, std::string_view insertedText) {
+    const auto characters = text::splitCharacters(insertedText);
+    if (distance > characters.size()) {
+        return false;
+    }
+    // The accessibility layer counts code points, not user-perceived characters.
+    std::size_t codePoints = 0;
+    for (std::size_t i = characters.size() - distance; i < characters.size(); ++i) {
+        codePoints += text::toCodePoints(characters[i]).size();
+    }
+    bool placed = false;
+    const bool hopped = mainQueue_.run([&] {
+        const auto caret = accessibility_.caretOffset();
+        if (caret && *caret >= codePoints) {
+            placed = accessibility_.setCaretOffset(*caret - codePoints);
+        }
+    });
+    return hopped && placed;
+}
+
+void TextInserter::moveCaretLeft(std::size_t distance, std::string_view insertedText) {
+    if (distance < 1) {
+        return;
+    }
+    if (distance > accessibilityCaretThreshold &&
+        moveCaretWithAccessibility(distance, insertedText)) {
+        return;
+    }
+    for (std::size_t i = 0; i < distance; ++i) {
+        pressKey(virtualKey::left);
+    }
+}
+
+bool TextInserter::insert(const InsertionPlan& plan) {
+    enter();
+    std::lock_guard sequenceLock(expansionLock_);
+    struct Exit {
+        TextInserter& inserter;
+        ~Exit() {
+            inserter.keys_.endInjection();
+            inserter.leave();
+        }
+    } exit{*this};
+
+    if (!keys_.beginInjection(timing_.keyReleaseLimit)) {
+        logger().info("Keys still held after waiting; inserting anyway");
+    }
+    const PasteChord chord = keys_.pasteChordForFocusedApplication();
+    Session session(pasteboard_, chord);
+
+    const InsertionSegment* firstText = nullptr;
+    for (const auto& segment : plan.segments) {
+        if (!segment.text.empty()) {
+            firstText = &segment;
+            break;
+        }
+    }
+    if (firstText && !mainQueue_.run([&] { session.writeSegment(*firstText); })) {
+        logger().error("Main queue busy; expansion abandoned before changing anything");
+        return false;
+    }
+
+    deleteCharacters(plan.charactersToDelete);
+    sleeper_.sleep(timing_.beforeSegments);
+
+    bool succeeded = true;
+    bool caretPlaced = false;
+    std::size_t inserted = 0;
+    std::string insertedText;
+    for (std::size_t index = 0; index < plan.segments.size(); ++index) {
+        const auto& segment = plan.segments[index];
+        if (!segment.text.empty()) {
+            if (&segment != firstText && !mainQueue_.run([&] { session.writeSegment(segment); })) {
+                logger().error("Main queue busy; expansion stopped after a partial insertion");
+                succeeded = false;
+                break;
+            }
+            succeeded = paste(chord) && succeeded;
+            const bool last = index + 1 == plan.segments.size();
+            sleeper_.sleep(last ? timing_.afterLastSegment : timing_.afterMiddleSegment);
+            inserted += text::characterCount(segment.text);
+            insertedText += segment.text;
+        }
+        if (!caretPlaced && plan.caretPosition && *plan.caretPosition <= inserted &&
+            !segment.text.empty()) {
+            moveCaretLeft(inserted - *plan.caretPosition, insertedText);
+            caretPlaced = true;
+        }
+        for (const VirtualKeyCode key : segment.keysAfter) {
+            pressKey(key);
+        }
+    }
+
+    if (firstText) {
+        pasteboard_.waitUntilRead(timing_.readQuiet, timing_.readLimit);
+        succeeded = mainQueue_.run([&] { session.restore(); }) && succeeded;
+    }
+    return succeeded;
+}
+
+}  // namespace wordloom

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string_view>
+
+#include "core/expansion/AccessibilityService.h"
+#include "core/expansion/InsertionPlan.h"
+#include "core/expansion/KeyInjector.h"
+#include "core/expansion/MainHopGate.h"
+#include "core/expansion/Pasteboard.h"
+#include "core/expansion/Sleeper.h"
+
+namespace wordloom {
+
+/// The one place where Wordloom changes text in another application. Text always travels
+/// through the pasteboard and a synthetic paste; everything else is synthetic key presses
+/// (Backspace for the abbreviation, named keys for keystroke actions, Left for the caret).
+/// The user's pasteboard is saved before the first write and put back afterwards unless
+/// somebody wrote to it in the meantime.
+///
+/// insert() runs on a background thread and blocks it for the whole sequence; every pasteboard
+/// and accessibility call hops to the main queue, and a hop the main queue does not take within
+/// half a second ends the sequence.
+class TextInserter {
+  public:
+    struct Timing {
+        Duration keyHold = std::chrono::milliseconds(5);
+        Duration afterKey = std::chrono::milliseconds(1);
+        Duration beforeSegments = std::chrono::milliseconds(5);
+        Duration beforePaste = std::chrono::milliseconds(5);
+        Duration pasteHold = std::chrono::milliseconds(10);
+        Duration afterPaste = std::chrono::milliseconds(30);
+        Duration afterMiddleSegment = std::chrono::milliseconds(100);
+        Duration afterLastSegment = std::chrono::milliseconds(250);
+        /// Until the target has read the pasteboard: this long without another read...
+        Duration readQuiet = std::chrono::milliseconds(50);
+        /// ...but never longer than this.
+        Duration readLimit = std::chrono::seconds(2);
+        /// How long to wait for the user to let go of keys before injecting.
+        Duration keyReleaseLimit = std::chrono::seconds(1);
+    };
+
+    /// Above this distance the caret is placed through accessibility, when the focused
+    /// element allows it, instead of by that many Left presses.
+    static constexpr std::size_t accessibilityCaretThreshold = 500;
+
+    TextInserter(Pasteboard& pasteboard, KeyInjector& keys, AccessibilityService& accessibility,
+                 MainQueueHop& mainQueue, Sleeper& sleeper);
+    TextInserter(Pasteboard& pasteboard, KeyInjector& keys, AccessibilityService& accessibility,
+                 MainQueueHop& mainQueue, Sleeper& sleeper, Timing timing);
+
+    /// The whole sequence for one expansion: save the pasteboard and put the first segment on
+    /// it, erase the typed characters, paste each segment with its keys after it, place the
+    /// caret, restore the pasteboard. Returns false when a main-queue hop timed out (before the
+    /// first Backspace that means nothing was changed) or a paste could not be posted.
+    /// Sequences never interleave; a nested call from the same thread does not dead-lock.
+    bool insert(const InsertionPlan& plan);
+
+    /// Posts one key press (down, hold, up) with no modifiers.
+    void pressKey(VirtualKeyCode key);
+    void deleteCharacters(std::size_t count);
+
+    /// Number of insertion sequences in progress, readable from any thread.
+    std::int64_t inFlightDepth() const;
+
+  private:
+    class Session;
+
+    bool paste(PasteChord chord);
+    void moveCaretLeft(std::size_t distance, std::string_view insertedText);
+    bool moveCaretWithAccessibility(std::size_t distance, std::string_view insertedText);
+    void enter();
+    void leave();
+
+    Pasteboard& pasteboard_;
+    KeyInjector& keys_;
+    AccessibilityService& accessibility_;
+    MainQueueHop& mainQueue_;
+    Sleeper& sleeper_;
+    Timing timing_;
+
+    std::recursive_mutex expansionLock_;
+    mutable std::mutex depthLock_;
+    std::int64_t inFlightDepth_ = 0;
+};
+
+}  // namespace wordloom
