@@ -229,6 +229,10 @@ void JavaScriptRunner::dispatch(const std::shared_ptr<Run>& run) {
 }
 
 void JavaScriptRunner::onOutcome(const std::shared_ptr<Run>& run, JSHelperOutcome outcome) {
+    // The helper's own words say which call or name was refused; the user sees only the kind.
+    if (outcome.reply && outcome.reply->errorKind == jsrunner::errorKind::securityViolation) {
+        logger().info("script refused by the sandbox: " + outcome.reply->errorMessage.value_or(""));
+    }
     const bool keepHelper = canReuseAfter(outcome);
     finish(run, resultOf(outcome, options_.memoryLimitBytes), keepHelper);
 }

@@ -26,6 +26,10 @@ JS_EXPORT void JSContextGroupSetExecutionTimeLimit(JSContextGroupRef group, doub
 namespace wordloom::jsrunner {
 namespace {
 
+// Far more than any snippet inserts, and small enough that the reply stays a quick frame.
+constexpr std::size_t kMaxOutputLength = 4 * 1024 * 1024;
+constexpr const char* kOutputTooLong = "The script's output is longer than 4,194,304 characters";
+
 // The one engine of this process, for the callbacks that carry no data pointer.
 ScriptEngine* gEngine = nullptr;
 
@@ -305,7 +309,12 @@ JSValueRef ScriptEngine::runScript(JSGlobalContextRef context, Run& run, std::st
                JSValueIsNull(context, result)) {
         run.output = "";
     } else if (JSValueIsString(context, result)) {
-        run.output = toUtf8(context, result);
+        JSString text = JSString::adopt(JSValueToStringCopy(context, result, nullptr));
+        if (JSStringGetLength(text.get()) > kMaxOutputLength) {
+            run.fail(errorKind::executionFailed, kOutputTooLong);
+        } else {
+            run.output = text.utf8();
+        }
     } else {
         JSStringRef json = JSValueCreateJSONString(context, result, 0, &exception);
         if (exception != nullptr) {
@@ -315,7 +324,12 @@ JSValueRef ScriptEngine::runScript(JSGlobalContextRef context, Run& run, std::st
             run.fail(errorKind::executionFailed, toUtf8(context, exception));
         } else {
             // Functions and symbols have no JSON form: JSON.stringify gives undefined.
-            run.output = json != nullptr ? JSString::adopt(json).utf8() : "";
+            JSString text = json != nullptr ? JSString::adopt(json) : JSString("");
+            if (JSStringGetLength(text.get()) > kMaxOutputLength) {
+                run.fail(errorKind::executionFailed, kOutputTooLong);
+            } else {
+                run.output = text.utf8();
+            }
         }
     }
     return result;

@@ -87,11 +87,15 @@ int main(int argc, char** argv) {
     }
     while (auto request = channel.receive()) {
         // Without its sandbox the helper answers but never runs a script.
-        const std::string reply =
+        std::string reply =
             sandboxFailure.empty()
                 ? engine.evaluate(*request)
                 : engine.failureReply(errorKind::securityViolation,
                                       "The script sandbox is unavailable: " + sandboxFailure);
+        if (reply.size() > kMaxFrameSize) {
+            reply = engine.failureReply(errorKind::executionFailed,
+                                        "The script's output is larger than 32 MB");
+        }
         if (!channel.send(reply)) {
             break;
         }

@@ -82,6 +82,9 @@ TEST_F(JavaScriptRunnerTest, ReportsScriptErrors) {
     EXPECT_EQ(describe(run("return 1n")),
               "error: JavaScript error: TypeError: JSON.stringify cannot serialize BigInt.");
 
+    EXPECT_EQ(describe(run("return 'x'.repeat(4 * 1024 * 1024 + 1)")),
+              "error: JavaScript error: The script's output is longer than 4,194,304 characters");
+
     const JavaScriptResult syntax = run("return }{");
     ASSERT_TRUE(syntax.error);
     EXPECT_EQ(syntax.error->kind(), JavaScriptError::Kind::invalidScript);
