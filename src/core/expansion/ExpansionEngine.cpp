@@ -1,0 +1,426 @@
+#include "core/expansion/ExpansionEngine.h"
+
+#include <ctime>
+#include <set>
+
+#include "core/base/Text.h"
+#include "core/expansion/InsertionPlan.h"
+#include "core/expansion/MainHopGate.h"
+#include "core/expansion/SmartCase.h"
+#include "core/macros/InlineParameterParser.h"
+
+namespace wordloom {
+
+namespace {
+
+constexpr auto notificationDelay = std::chrono::milliseconds(50);
+// An image has no text; it counts as one character where it lands.
+constexpr const char* objectReplacementCharacter = "\xEF\xBF\xBC";
+
+bool takesPartInSmartCase(ContentType type) {
+    return type == ContentType::plainText || type == ContentType::markdown ||
+           type == ContentType::code;
+}
+
+const char* soundName(ExpansionSound sound) {
+    switch (sound) {
+        case ExpansionSound::click:
+            return "Tink";
+        case ExpansionSound::pop:
+            return "Pop";
+        case ExpansionSound::typewriter:
+            return "Morse";
+        case ExpansionSound::none:
+            return nullptr;
+    }
+    return nullptr;
+}
+
+std::string imageType(const Bytes& bytes) {
+    if (bytes.size() >= 8 && bytes[0] == 0x89 && bytes[1] == 'P' && bytes[2] == 'N') {
+        return pasteboardType::png;
+    }
+    if (bytes.size() >= 3 && bytes[0] == 0xFF && bytes[1] == 0xD8)
+        return "image/jpeg";
+    if (bytes.size() >= 4 && (bytes[0] == 'I' || bytes[0] == 'M') && bytes[1] == bytes[0]) {
+        return "image/tiff";
+    }
+    if (bytes.size() >= 3 && bytes[0] == 'G' && bytes[1] == 'I' && bytes[2] == 'F')
+        return "image/gif";
+    return pasteboardType::png;
+}
+
+std::string label(const Snippet& snippet) {
+    return snippet.label.empty() ? snippet.abbreviation : snippet.label;
+}
+
+}  // namespace
+
+ExpansionEngine::ExpansionEngine(ExpansionEngineServices services) : services_(services) {
+    wireCallbacks();
+}
+
+ExpansionEngine::~ExpansionEngine() {
+    *alive_ = false;
+    stop();
+    services_.keyboard.onKeyPress = nullptr;
+    services_.keyboard.onSpecialKey = nullptr;
+    services_.detector.onAbbreviationDetected = nullptr;
+    services_.detector.onPendingExpansionFlushed = nullptr;
+    services_.detector.onPendingExpansionChanged = nullptr;
+    services_.frontmost.onApplicationActivated = nullptr;
+}
+
+void ExpansionEngine::wireCallbacks() {
+    services_.keyboard.onKeyPress = [this](const std::string& text) { handleKeyPress(text); };
+    services_.keyboard.onSpecialKey = [this](SpecialKey key) { handleSpecialKey(key); };
+
+    services_.detector.onAbbreviationDetected = [this](const DetectedAbbreviation& match) {
+        Request request;
+        request.snippet = match.snippet;
+        request.typedAbbreviation = match.typedAbbreviation;
+        request.charactersToErase = text::characterCount(match.typedText);
+        request.arguments = match.arguments;
+        if (match.trigger == DetectionTrigger::delimiter) {
+            // The delimiter already reached the document: erase it too and type it again after.
+            request.trailingText = lastFedText_;
+            request.charactersToErase += text::characterCount(lastFedText_);
+        }
+        begin(std::move(request));
+    };
+    services_.detector.onPendingExpansionFlushed = [this](const SnippetRef& snippet,
+                                                          const std::string& abbreviation,
+                                                          const std::string& trailing) {
+        Request request;
+        request.snippet = snippet;
+        request.typedAbbreviation = abbreviation;
+        request.trailingText = trailing;
+        request.charactersToErase =
+            text::characterCount(abbreviation) + text::characterCount(trailing);
+        begin(std::move(request));
+    };
+    services_.detector.onPendingExpansionChanged = [this](bool pending) {
+        if (pending) {
+            // The caret may move with any click: the held match no longer ends the text.
+            services_.clicks.start([this] { services_.detector.cancelPending(); });
+        } else {
+            services_.clicks.stop();
+        }
+    };
+    services_.frontmost.onApplicationActivated = [this](std::optional<std::string> id) {
+        if (running_) {
+            services_.detector.setCurrentAppBundleId(std::move(id));
+        }
+    };
+}
+
+void ExpansionEngine::start() {
+    if (running_) {
+        return;
+    }
+    running_ = true;
+    services_.keyboard.start();
+    services_.detector.setCurrentAppBundleId(services_.frontmost.frontmostApplicationId());
+    logger_.info("Expansion engine started");
+}
+
+void ExpansionEngine::stop() {
+    if (!running_) {
+        return;
+    }
+    running_ = false;
+    services_.keyboard.stop();
+    services_.detector.cancelPending();
+    services_.clicks.stop();
+    for (auto& [id, task] : pendingNotifications_) {
+        task.cancel();
+    }
+    pendingNotifications_.clear();
+}
+
+void ExpansionEngine::handleKeyPress(const std::string& text) {
+    // Keys typed while an expansion runs go to our own fill-in form or are ours.
+    if (!running_ || activeSession_ || services_.inserter.inFlightDepth() > 0) {
+        return;
+    }
+    lastFedText_ = text;
+    services_.detector.processTypedText(text);
+}
+
+void ExpansionEngine::handleSpecialKey(SpecialKey key) {
+    if (!running_ || activeSession_ || services_.inserter.inFlightDepth() > 0) {
+        return;
+    }
+    switch (key) {
+        case SpecialKey::space:
+            handleKeyPress(" ");
+            break;
+        case SpecialKey::returnKey:
+            handleKeyPress("\n");
+            break;
+        case SpecialKey::tab:
+            handleKeyPress("\t");
+            break;
+        case SpecialKey::backspace:
+            services_.detector.handleBackspace();
+            break;
+        default:
+            services_.detector.reset();
+            break;
+    }
+}
+
+void ExpansionEngine::expandOnRequest(const Snippet& snippet) {
+    Request request;
+    request.snippet = std::make_shared<const Snippet>(snippet);
+    begin(std::move(request));
+}
+
+void ExpansionEngine::copyExpansion(const Snippet& snippet) {
+    Request request;
+    request.snippet = std::make_shared<const Snippet>(snippet);
+    request.copyOnly = true;
+    begin(std::move(request));
+}
+
+void ExpansionEngine::begin(Request request) {
+    if (activeSession_) {
+        logger_.info("An expansion is already running; \u201c" + request.snippet->abbreviation +
+                     "\u201d was not expanded");
+        return;
+    }
+    activeSession_ = Session{Uuid::random(), request.snippet};
+    const Snippet& snippet = *request.snippet;
+    const AppSettings& settings = services_.settings.settings();
+
+    EvaluationContext context;
+    context.visitedAbbreviations.insert(snippet.abbreviation);
+    context.clock = &services_.executor;
+    context.javaScriptRunner = services_.javaScriptRunner;
+    context.aiService = services_.aiService;
+    context.evaluationPlan = std::make_shared<MacroEvaluationPlan>();
+    // Nested snippets are looked up on the main queue, where the library lives.
+    context.findSnippet = [this, alive = alive_](const std::string& abbreviation) {
+        std::optional<Snippet> found;
+        MainHopGate::run(
+            [this](std::function<void()> task) { services_.executor.post(std::move(task)); },
+            [&] {
+                if (*alive)
+                    found = services_.library.snippetWithAbbreviation(abbreviation);
+            });
+        return found;
+    };
+    // Only what the content asks for is read from other applications.
+    const std::string lowered = text::lowercased(snippet.content);
+    if (lowered.find("{{clipboard") != std::string::npos ||
+        snippet.contentType == ContentType::javaScript) {
+        context.capturedClipboard = services_.pasteboard.plainText();
+    }
+    if (lowered.find("{{selectedtext") != std::string::npos) {
+        context.capturedSelectedText = services_.accessibility.selectedText();
+    }
+
+    if (snippet.contentType == ContentType::image) {
+        const auto bytes = services_.library.imageData(snippet);
+        if (!bytes) {
+            logger_.error("The image of \u201c" + label(snippet) + "\u201d is missing");
+            finish(request, false);
+            return;
+        }
+        MacroEvaluationResult result;
+        result.expandedContent = objectReplacementCharacter;
+        imageBytes_ = *bytes;
+        evaluated(std::move(request), std::move(context), std::move(result));
+        return;
+    }
+    if (snippet.contentType == ContentType::richText) {
+        MacroEvaluationResult result;
+        result.expandedContent = snippet.content;
+        evaluated(std::move(request), std::move(context), std::move(result));
+        return;
+    }
+    if (takesPartInSmartCase(snippet.contentType) && settings.smartCaseEnabled &&
+        snippet.caseSensitivity == CaseSensitivity::autoDetect &&
+        !request.typedAbbreviation.empty()) {
+        request.content = applyCasePattern(
+            snippet.content, casePattern(request.typedAbbreviation, snippet.abbreviation));
+    } else {
+        request.content = snippet.content;
+    }
+    evaluate(std::move(request), std::move(context));
+}
+
+void ExpansionEngine::evaluate(Request request, EvaluationContext context) {
+    services_.executor.runInBackground([this, alive = alive_, request = std::move(request),
+                                        context = std::move(context)]() mutable {
+        MacroEvaluationResult result;
+        if (request.snippet->contentType == ContentType::javaScript) {
+            if (context.javaScriptRunner) {
+                const auto run = context.javaScriptRunner->execute(
+                    request.content, context.fillInValues, context.capturedClipboard.value_or(""));
+                result.expandedContent =
+                    run.error ? "[JS Error: " + run.error->description() + "]" : run.output;
+            } else {
+                result.expandedContent = "[JS Error: JavaScript runner is not available]";
+            }
+        } else {
+            result = services_.evaluator.evaluate(request.content, context);
+        }
+        services_.executor.post([this, alive, request = std::move(request),
+                                 context = std::move(context),
+                                 result = std::move(result)]() mutable {
+            if (*alive) {
+                evaluated(std::move(request), std::move(context), std::move(result));
+            }
+        });
+    });
+}
+
+void ExpansionEngine::evaluated(Request request, EvaluationContext context,
+                                MacroEvaluationResult result) {
+    if (!result.macroErrors.empty()) {
+        std::string errors;
+        for (const auto& error : result.macroErrors) {
+            errors += (errors.empty() ? "" : "; ") + error;
+        }
+        logger_.error(std::to_string(result.macroErrors.size()) + " macros failed: " + errors);
+    }
+    if (!result.fillInFields.empty() && !request.fillInCollected) {
+        request.fillInCollected = true;
+        context.fillInValues = InlineParameterParser::bind(result.fillInFields, request.arguments);
+        std::set<std::string> unbound;
+        auto fields = result.fillInFields;
+        for (auto& field : fields) {
+            if (const auto bound = context.fillInValues.find(field.valueKey);
+                bound != context.fillInValues.end()) {
+                field.value = bound->second;
+            } else {
+                unbound.insert(field.valueKey);
+            }
+        }
+        if (unbound.empty()) {
+            evaluate(std::move(request), std::move(context));
+            return;
+        }
+        const std::string title = label(*request.snippet);
+        services_.fillInForm.present(
+            title, fields,
+            [this, alive = alive_, request,
+             context](std::optional<std::vector<FillInField>> values) mutable {
+                if (!*alive) {
+                    return;
+                }
+                if (!values) {
+                    logger_.info("Fill-in form cancelled; the typed text stays");
+                    finish(request, false);
+                    return;
+                }
+                for (const auto& field : *values) {
+                    context.fillInValues[field.valueKey] = field.value;
+                }
+                evaluate(std::move(request), std::move(context));
+            });
+        return;
+    }
+    if (request.copyOnly) {
+        services_.pasteboard.write(PasteboardSelection::clipboard, formatsFor(request, result));
+        scheduleNotification(NotificationKind::copy, *request.snippet);
+        finish(request, false);
+        return;
+    }
+    insert(request, result);
+}
+
+std::vector<PasteboardItem> ExpansionEngine::formatsFor(const Request& request,
+                                                        const MacroEvaluationResult& result) {
+    const Snippet& snippet = *request.snippet;
+    if (snippet.contentType == ContentType::image) {
+        return {{imageType(imageBytes_), std::string(imageBytes_.begin(), imageBytes_.end())}};
+    }
+    if (snippet.contentType == ContentType::richText && snippet.richTextData) {
+        const std::string rtf(snippet.richTextData->begin(), snippet.richTextData->end());
+        return {{pasteboardType::rtf, rtf},
+                {"application/rtf", rtf},
+                {pasteboardType::plainTextUtf8, result.expandedContent},
+                {pasteboardType::plainText, result.expandedContent}};
+    }
+    return {};
+}
+
+void ExpansionEngine::insert(const Request& request, const MacroEvaluationResult& result) {
+    std::vector<PlannedKeystroke> keystrokes;
+    for (const auto& keystroke : result.keystrokes) {
+        keystrokes.push_back({keystroke.position, virtualKeyCode(keystroke.key)});
+    }
+    auto plan = InsertionPlan::cut(result.expandedContent, keystrokes);
+    plan.charactersToDelete = request.charactersToErase;
+    plan.caretPosition = result.cursorPosition;
+    const auto formats = formatsFor(request, result);
+    if (!formats.empty() && plan.segments.size() == 1) {
+        plan.segments.front().formats = formats;
+    }
+    plan.appendTrailingText(request.trailingText);
+
+    services_.executor.runInBackground([this, alive = alive_, request, plan = std::move(plan)] {
+        const bool inserted = services_.inserter.insert(plan);
+        services_.executor.post([this, alive, request, inserted] {
+            if (*alive) {
+                finish(request, inserted);
+            }
+        });
+    });
+}
+
+void ExpansionEngine::finish(const Request& request, bool inserted) {
+    activeSession_.reset();
+    imageBytes_.clear();
+    if (inserted) {
+        recordSuccess(*request.snippet, NotificationKind::expansion);
+    }
+    if (onExpansionFinished) {
+        onExpansionFinished(inserted);
+    }
+}
+
+std::string ExpansionEngine::todayString() const {
+    const std::time_t now = std::chrono::system_clock::to_time_t(services_.executor.now());
+    std::tm local{};
+    localtime_r(&now, &local);
+    char buffer[16];
+    std::strftime(buffer, sizeof buffer, "%Y-%m-%d", &local);
+    return buffer;
+}
+
+void ExpansionEngine::recordSuccess(const Snippet& snippet, NotificationKind kind) {
+    services_.library.recordUse(snippet.id);
+    lastExpandedSnippet_ = snippet;
+    ++expansionCount_;
+    const auto today = todayString();
+    if (today != dailyCountDate_) {
+        dailyCountDate_ = today;
+        dailyExpansionCount_ = 0;
+    }
+    ++dailyExpansionCount_;
+    if (const char* sound = soundName(services_.settings.settings().expansionSound)) {
+        services_.sound.play(sound);
+    }
+    scheduleNotification(kind, snippet);
+}
+
+void ExpansionEngine::scheduleNotification(NotificationKind kind, const Snippet& snippet) {
+    const auto style = services_.settings.settings().notificationStyle;
+    if (style == NotificationStyle::none) {
+        return;
+    }
+    const Uuid id = Uuid::random();
+    pendingNotifications_[id] = services_.executor.postAfter(
+        notificationDelay, [this, alive = alive_, id, kind, style, title = label(snippet)] {
+            if (!*alive) {
+                return;
+            }
+            pendingNotifications_.erase(id);
+            services_.notifications.show(kind, title, style == NotificationStyle::popup);
+        });
+}
+
+}  // namespace wordloom

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/base/Executor.h"
+#include "core/base/Log.h"
+#include "core/base/Uuid.h"
+#include "core/expansion/AbbreviationDetector.h"
+#include "core/expansion/AccessibilityService.h"
+#include "core/expansion/DesktopServices.h"
+#include "core/expansion/ExpansionLibrary.h"
+#include "core/expansion/KeyboardMonitor.h"
+#include "core/expansion/Pasteboard.h"
+#include "core/expansion/TextInserter.h"
+#include "core/macros/MacroEvaluator.h"
+
+namespace wordloom {
+
+/// The services the engine conducts. All outlive it.
+struct ExpansionEngineServices {
+    Executor& executor;
+    AccessibilityService& accessibility;
+    KeyboardMonitor& keyboard;
+    AbbreviationDetector& detector;
+    TextInserter& inserter;
+    ExpansionLibrary& library;
+    const SettingsSource& settings;
+    const MacroEvaluator& evaluator;
+    Pasteboard& pasteboard;
+    FrontmostApplicationMonitor& frontmost;
+    MouseClickMonitor& clicks;
+    SoundPlayer& sound;
+    NotificationPresenter& notifications;
+    FillInFormPresenter& fillInForm;
+    JavaScriptExecuting* javaScriptRunner = nullptr;
+    AITextGenerating* aiService = nullptr;
+};
+
+/// The conductor of expansion: feeds typed keys to the detector, and for each detected
+/// snippet adapts its case, evaluates its macros (asking for fill-in values when it has
+/// fields), has the inserter replace the typed abbreviation in the focused application, then
+/// counts the use and plays the sound and notification the settings ask for.
+///
+/// Lives on the main queue; evaluation and insertion run in the background. One expansion at a
+/// time: a snippet detected while another is being expanded is dropped (the typed text stays).
+class ExpansionEngine {
+  public:
+    explicit ExpansionEngine(ExpansionEngineServices services);
+    ~ExpansionEngine();
+    ExpansionEngine(const ExpansionEngine&) = delete;
+    ExpansionEngine& operator=(const ExpansionEngine&) = delete;
+
+    void start();
+    void stop();
+    bool isRunning() const { return running_; }
+
+    /// Expands `snippet` at the caret without erasing anything (quick search, hotkeys, links).
+    void expandOnRequest(const Snippet& snippet);
+    /// Evaluates `snippet` and puts the result on the clipboard instead of inserting it.
+    void copyExpansion(const Snippet& snippet);
+
+    const std::optional<Snippet>& lastExpandedSnippet() const { return lastExpandedSnippet_; }
+    std::int64_t expansionCount() const { return expansionCount_; }
+    std::int64_t dailyExpansionCount() const { return dailyExpansionCount_; }
+    const std::string& dailyCountDate() const { return dailyCountDate_; }
+    bool hasActiveExpansion() const { return activeSession_.has_value(); }
+    std::size_t pendingNotificationCount() const { return pendingNotifications_.size(); }
+
+    /// Called on the main queue after every expansion attempt ends (true: inserted).
+    std::function<void(bool)> onExpansionFinished;
+
+  private:
+    struct Request {
+        SnippetRef snippet;
+        std::string typedAbbreviation;
+        std::size_t charactersToErase = 0;
+        std::string trailingText;
+        std::vector<std::string> arguments;
+        bool copyOnly = false;
+        /// The content to evaluate, case already adapted.
+        std::string content;
+        bool fillInCollected = false;
+    };
+    struct Session {
+        Uuid id;
+        SnippetRef snippet;
+    };
+
+    void wireCallbacks();
+    void handleKeyPress(const std::string& text);
+    void handleSpecialKey(SpecialKey key);
+    void begin(Request request);
+    void evaluate(Request request, EvaluationContext context);
+    void evaluated(Request request, EvaluationContext context, MacroEvaluationResult result);
+    void insert(const Request& request, const MacroEvaluationResult& result);
+    void finish(const Request& request, bool inserted);
+    std::vector<PasteboardItem> formatsFor(const Request& request,
+                                           const MacroEvaluationResult& result);
+    void recordSuccess(const Snippet& snippet, NotificationKind kind);
+    void scheduleNotification(NotificationKind kind, const Snippet& snippet);
+    std::string todayString() const;
+
+    ExpansionEngineServices services_;
+    Logger logger_{"ExpansionEngine"};
+    bool running_ = false;
+    std::optional<Snippet> lastExpandedSnippet_;
+    std::int64_t expansionCount_ = 0;
+    std::int64_t dailyExpansionCount_ = 0;
+    std::string dailyCountDate_;
+    std::optional<Session> activeSession_;
+    // The text last handed to the detector: the delimiter, when a delimiter fired a match.
+    std::string lastFedText_;
+    Bytes imageBytes_;
+    std::map<Uuid, ScheduledTask> pendingNotifications_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+}  // namespace wordloom

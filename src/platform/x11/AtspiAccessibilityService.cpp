@@ -1,0 +1,268 @@
+#include "platform/x11/AtspiAccessibilityService.h"
+
+#include <atspi/atspi.h>
+#include <gio/gio.h>
+
+#include <cstdlib>
+
+namespace wordloom {
+
+namespace {
+
+constexpr int busAnswerMilliseconds = 200;
+constexpr int callMilliseconds = 100;
+
+std::string takeString(gchar* value) {
+    std::string result = value ? value : "";
+    g_free(value);
+    return result;
+}
+
+// Asks the session bus a question with a deadline; nullptr when nothing answered in time.
+GVariant* callSessionBus(const char* interface, const char* method, GVariant* parameters,
+                         const char* replyType) {
+    GError* error = nullptr;
+    GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error);
+    if (!bus) {
+        g_clear_error(&error);
+        if (parameters)
+            g_variant_unref(g_variant_ref_sink(parameters));
+        return nullptr;
+    }
+    GVariant* reply = g_dbus_connection_call_sync(
+        bus, "org.a11y.Bus", "/org/a11y/bus", interface, method, parameters,
+        G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, busAnswerMilliseconds, nullptr, &error);
+    g_clear_error(&error);
+    g_object_unref(bus);
+    return reply;
+}
+
+}  // namespace
+
+struct AtspiAccessibilityService::Focus {
+    AtspiAccessible* accessible = nullptr;
+    FocusedElement element;
+    long processId = -1;
+    ~Focus() {
+        if (accessible)
+            g_object_unref(accessible);
+    }
+};
+
+namespace {
+
+void onFocusEvent(AtspiEvent* event, void* userData) {
+    auto* slot = static_cast<std::unique_ptr<AtspiAccessibilityService::Focus>*>(userData);
+    if (event->detail1 != 1 || !event->source) {
+        g_boxed_free(ATSPI_TYPE_EVENT, event);
+        return;
+    }
+    auto focus = std::make_unique<AtspiAccessibilityService::Focus>();
+    focus->accessible = static_cast<AtspiAccessible*>(g_object_ref(event->source));
+    GError* error = nullptr;
+    const AtspiRole role = atspi_accessible_get_role(focus->accessible, &error);
+    g_clear_error(&error);
+    focus->element.role = takeString(atspi_role_get_name(role));
+    focus->element.roleDescription =
+        takeString(atspi_accessible_get_localized_role_name(focus->accessible, &error));
+    g_clear_error(&error);
+    if (role == ATSPI_ROLE_PASSWORD_TEXT) {
+        focus->element.subrole = "AXSecureTextField";
+    }
+    focus->processId =
+        static_cast<long>(atspi_accessible_get_process_id(focus->accessible, &error));
+    g_clear_error(&error);
+    const auto* object = reinterpret_cast<AtspiObject*>(focus->accessible);
+    focus->element.identity.value =
+        std::string(object->app && object->app->bus_name ? object->app->bus_name : "") +
+        (object->path ? object->path : "");
+    *slot = std::move(focus);
+    g_boxed_free(ATSPI_TYPE_EVENT, event);
+}
+
+}  // namespace
+
+AtspiAccessibilityService::AtspiAccessibilityService(
+    Executor& executor, std::function<std::optional<long>()> activeWindowProcess,
+    std::function<std::optional<std::string>()> activeWindowIdentity)
+    : executor_(executor),
+      activeWindowProcess_(std::move(activeWindowProcess)),
+      activeWindowIdentity_(std::move(activeWindowIdentity)) {
+    poller_ = std::make_unique<TrustPoller>(executor_, [this] { return checkTrust(); });
+}
+
+AtspiAccessibilityService::~AtspiAccessibilityService() {
+    poller_.reset();
+    if (listener_) {
+        atspi_event_listener_deregister(static_cast<AtspiEventListener*>(listener_),
+                                        "object:state-changed:focused", nullptr);
+        g_object_unref(listener_);
+    }
+    focus_.reset();
+}
+
+const char* AtspiAccessibilityService::enableInstructions() {
+    return "Wordloom reads the focused text field through the desktop's accessibility support "
+           "(AT-SPI), which is turned off. Turn it on in your desktop's accessibility settings, "
+           "or run: gsettings set org.gnome.desktop.interface toolkit-accessibility true "
+           "(and make sure the at-spi2-core package is installed).";
+}
+
+std::string AtspiAccessibilityService::waitingReason() const {
+    return waitingReason_;
+}
+
+bool AtspiAccessibilityService::checkTrust() {
+    if (!std::getenv("DBUS_SESSION_BUS_ADDRESS") && !std::getenv("AT_SPI_BUS_ADDRESS")) {
+        waitingReason_ = "no session D-Bus (DBUS_SESSION_BUS_ADDRESS is not set)";
+        return false;
+    }
+    GVariant* address = callSessionBus("org.a11y.Bus", "GetAddress", nullptr, "(s)");
+    if (!address) {
+        waitingReason_ = "the accessibility bus (org.a11y.Bus) does not answer";
+        return false;
+    }
+    g_variant_unref(address);
+    GVariant* enabled =
+        callSessionBus("org.freedesktop.DBus.Properties", "Get",
+                       g_variant_new("(ss)", "org.a11y.Status", "IsEnabled"), "(v)");
+    bool isEnabled = false;
+    if (enabled) {
+        GVariant* value = nullptr;
+        g_variant_get(enabled, "(v)", &value);
+        isEnabled = value && g_variant_is_of_type(value, G_VARIANT_TYPE_BOOLEAN) &&
+                    g_variant_get_boolean(value);
+        if (value)
+            g_variant_unref(value);
+        g_variant_unref(enabled);
+    }
+    if (!isEnabled) {
+        waitingReason_ = "the desktop's accessibility support is turned off";
+        return false;
+    }
+    waitingReason_.clear();
+    return ensureAtspi();
+}
+
+bool AtspiAccessibilityService::ensureAtspi() {
+    if (atspiReady_) {
+        return true;
+    }
+    // Only now that the bus answered is atspi_init safe to call.
+    const int status = atspi_init();
+    if (status != 0 && status != 1) {
+        waitingReason_ = "AT-SPI could not be initialised";
+        return false;
+    }
+    atspi_set_timeout(callMilliseconds, 1000);
+    auto* listener = atspi_event_listener_new(onFocusEvent, &focus_, nullptr);
+    GError* error = nullptr;
+    atspi_event_listener_register(listener, "object:state-changed:focused", &error);
+    g_clear_error(&error);
+    listener_ = listener;
+    atspiReady_ = true;
+    return true;
+}
+
+bool AtspiAccessibilityService::isAccessibilityEnabled() const {
+    return poller_->isTrusted();
+}
+
+bool AtspiAccessibilityService::recheckTrust() {
+    return poller_->recheck();
+}
+
+void AtspiAccessibilityService::setOnAccessibilityGranted(std::function<void()> callback) {
+    poller_->setOnGranted(std::move(callback));
+}
+
+AtspiAccessibilityService::Focus* AtspiAccessibilityService::currentFocus() {
+    if (!isAccessibilityEnabled() || !focus_) {
+        return nullptr;
+    }
+    // The focus reported last belongs to another program than the active window's: that
+    // window's program does not report its focus.
+    const auto process = activeWindowProcess_ ? activeWindowProcess_() : std::nullopt;
+    if (process && focus_->processId > 0 && *process != focus_->processId) {
+        return nullptr;
+    }
+    return focus_.get();
+}
+
+std::optional<FocusedElement> AtspiAccessibilityService::focusedElement() {
+    if (!isAccessibilityEnabled()) {
+        return std::nullopt;
+    }
+    if (auto* focus = currentFocus()) {
+        return focus->element;
+    }
+    const auto window = activeWindowIdentity_ ? activeWindowIdentity_() : std::nullopt;
+    if (!window) {
+        return std::nullopt;
+    }
+    return FocusedElement{{"window:" + *window}, "window", "", "window"};
+}
+
+std::optional<std::string> AtspiAccessibilityService::selectedText() {
+    auto* focus = currentFocus();
+    if (!focus || isSecureTextField(focus->element)) {
+        return std::nullopt;
+    }
+    AtspiText* text = atspi_accessible_get_text_iface(focus->accessible);
+    if (!text) {
+        return std::nullopt;
+    }
+    GError* error = nullptr;
+    std::optional<std::string> result;
+    if (atspi_text_get_n_selections(text, &error) > 0) {
+        AtspiRange* range = atspi_text_get_selection(text, 0, &error);
+        if (range && !error) {
+            result = takeString(
+                atspi_text_get_text(text, range->start_offset, range->end_offset, &error));
+        }
+        if (range)
+            g_boxed_free(ATSPI_TYPE_RANGE, range);
+    }
+    if (error) {
+        result.reset();
+    }
+    g_clear_error(&error);
+    g_object_unref(text);
+    return result;
+}
+
+std::optional<std::size_t> AtspiAccessibilityService::caretOffset() {
+    auto* focus = currentFocus();
+    if (!focus) {
+        return std::nullopt;
+    }
+    AtspiText* text = atspi_accessible_get_text_iface(focus->accessible);
+    if (!text) {
+        return std::nullopt;
+    }
+    GError* error = nullptr;
+    const gint offset = atspi_text_get_caret_offset(text, &error);
+    const bool failed = error != nullptr || offset < 0;
+    g_clear_error(&error);
+    g_object_unref(text);
+    return failed ? std::nullopt : std::optional<std::size_t>(static_cast<std::size_t>(offset));
+}
+
+bool AtspiAccessibilityService::setCaretOffset(std::size_t offset) {
+    auto* focus = currentFocus();
+    if (!focus) {
+        return false;
+    }
+    AtspiText* text = atspi_accessible_get_text_iface(focus->accessible);
+    if (!text) {
+        return false;
+    }
+    GError* error = nullptr;
+    const bool moved = atspi_text_set_caret_offset(text, static_cast<gint>(offset), &error);
+    const bool failed = error != nullptr;
+    g_clear_error(&error);
+    g_object_unref(text);
+    return moved && !failed;
+}
+
+}  // namespace wordloom

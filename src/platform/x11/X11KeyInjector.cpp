@@ -1,0 +1,142 @@
+#include "platform/x11/X11KeyInjector.h"
+
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+#include <array>
+#include <thread>
+
+#include "platform/x11/X11Support.h"
+
+namespace wordloom {
+
+namespace {
+
+unsigned long keysymFor(VirtualKeyCode key) {
+    switch (key) {
+        case virtualKey::returnKey:
+            return XK_Return;
+        case virtualKey::keypadEnter:
+            return XK_KP_Enter;
+        case virtualKey::tab:
+            return XK_Tab;
+        case virtualKey::space:
+            return XK_space;
+        case virtualKey::backspace:
+            return XK_BackSpace;
+        case virtualKey::escape:
+            return XK_Escape;
+        case virtualKey::forwardDelete:
+            return XK_Delete;
+        case virtualKey::left:
+            return XK_Left;
+        case virtualKey::right:
+            return XK_Right;
+        case virtualKey::down:
+            return XK_Down;
+        case virtualKey::up:
+            return XK_Up;
+        case virtualKey::v:
+            return XK_v;
+        default:
+            return NoSymbol;
+    }
+}
+
+}  // namespace
+
+X11KeyInjector::X11KeyInjector(InjectedKeyLedger& ledger) : ledger_(ledger) {}
+
+X11KeyInjector::~X11KeyInjector() {
+    if (display_) {
+        XCloseDisplay(display_);
+    }
+}
+
+bool X11KeyInjector::ensureDisplay() {
+    if (display_ && broken_) {
+        XCloseDisplay(display_);
+        display_ = nullptr;
+    }
+    if (!display_) {
+        display_ = x11::openDisplay(&broken_);
+        int event = 0, error = 0, major = 0, minor = 0;
+        if (display_ && !XTestQueryExtension(display_, &event, &error, &major, &minor)) {
+            logger_.error("The X server has no XTest extension: cannot type");
+            XCloseDisplay(display_);
+            display_ = nullptr;
+        }
+    }
+    return display_ != nullptr;
+}
+
+bool X11KeyInjector::beginInjection(Duration limit) {
+    std::lock_guard lock(mutex_);
+    if (!ensureDisplay()) {
+        return false;
+    }
+    // A key the user still holds (Shift from the abbreviation's capital, the last letter)
+    // would combine with ours.
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (true) {
+        std::array<char, 32> keys{};
+        XQueryKeymap(display_, keys.data());
+        bool anyDown = false;
+        for (const char byte : keys) {
+            anyDown = anyDown || byte != 0;
+        }
+        if (!anyDown) {
+            return true;
+        }
+        if (std::chrono::steady_clock::now() >= deadline || broken_) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+void X11KeyInjector::endInjection() {}
+
+bool X11KeyInjector::postKeysym(unsigned long keysym, bool down) {
+    if (!ensureDisplay() || keysym == NoSymbol) {
+        return false;
+    }
+    const KeyCode keycode = XKeysymToKeycode(display_, keysym);
+    if (keycode == 0) {
+        return false;
+    }
+    ledger_.expect(keycode, down);
+    XTestFakeKeyEvent(display_, keycode, down ? True : False, CurrentTime);
+    XSync(display_, False);
+    return !broken_;
+}
+
+bool X11KeyInjector::postKey(VirtualKeyCode key, bool down) {
+    std::lock_guard lock(mutex_);
+    return postKeysym(keysymFor(key), down);
+}
+
+bool X11KeyInjector::postPasteChord(PasteChord chord, bool down) {
+    std::lock_guard lock(mutex_);
+    const unsigned long modifier = chord == PasteChord::shiftInsert ? XK_Shift_L : XK_Control_L;
+    const unsigned long key = chord == PasteChord::shiftInsert ? XK_Insert : XK_v;
+    if (down) {
+        return postKeysym(modifier, true) && postKeysym(key, true);
+    }
+    const bool keyUp = postKeysym(key, false);
+    return postKeysym(modifier, false) && keyUp;
+}
+
+PasteChord X11KeyInjector::pasteChordForFocusedApplication() {
+    std::lock_guard lock(mutex_);
+    if (!ensureDisplay()) {
+        return PasteChord::controlV;
+    }
+    const auto window = x11::activeWindow(display_);
+    if (window && x11::isTerminalClass(x11::windowClass(display_, *window))) {
+        return PasteChord::shiftInsert;
+    }
+    return PasteChord::controlV;
+}
+
+}  // namespace wordloom

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <mutex>
+
+#include "core/base/Log.h"
+#include "core/expansion/KeyInjector.h"
+#include "platform/x11/InjectedKeyLedger.h"
+
+struct _XDisplay;
+
+namespace wordloom {
+
+/// Synthetic keys through XTest on a connection of its own (used only by the inserter's
+/// thread). Every event is noted in the ledger first, so the keyboard monitor skips it.
+class X11KeyInjector final : public KeyInjector {
+  public:
+    explicit X11KeyInjector(InjectedKeyLedger& ledger);
+    ~X11KeyInjector() override;
+    X11KeyInjector(const X11KeyInjector&) = delete;
+    X11KeyInjector& operator=(const X11KeyInjector&) = delete;
+
+    bool beginInjection(Duration limit) override;
+    void endInjection() override;
+    bool postKey(VirtualKeyCode key, bool down) override;
+    bool postPasteChord(PasteChord chord, bool down) override;
+    PasteChord pasteChordForFocusedApplication() override;
+
+  private:
+    bool ensureDisplay();
+    bool postKeysym(unsigned long keysym, bool down);
+
+    InjectedKeyLedger& ledger_;
+    Logger logger_{"TextInserter"};
+    std::mutex mutex_;
+    _XDisplay* display_ = nullptr;
+    bool broken_ = false;
+};
+
+}  // namespace wordloom
