@@ -1,5 +1,8 @@
 #include "core/macros/FillInFieldCollector.h"
 
+#include <cstring>
+#include <random>
+
 #include "core/macros/MacroParser.h"
 
 namespace wordloom {
@@ -11,6 +14,20 @@ bool isNamed(const std::optional<std::string>& name) {
 
 std::string labelFor(const std::optional<std::string>& name, const char* fallback) {
     return isNamed(name) ? *name : std::string(fallback);
+}
+
+// A version 4 UUID from a per-thread generator: field ids only need to be distinct, and drawing
+// from the system's random source costs a system call per field on every evaluation.
+Uuid fieldIdentifier() {
+    thread_local std::mt19937_64 generator{std::random_device{}()};
+    std::array<std::uint8_t, 16> bytes{};
+    for (std::size_t i = 0; i < 16; i += 8) {
+        std::uint64_t value = generator();
+        std::memcpy(bytes.data() + i, &value, 8);
+    }
+    bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
+    bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
+    return Uuid(bytes);
 }
 
 }  // namespace
@@ -71,7 +88,7 @@ std::optional<FillInField> FillInFieldCollector::fieldFor(const MacroType& type,
         return std::nullopt;
     }
     if (withIdentifier) {
-        field.id = Uuid::random();
+        field.id = fieldIdentifier();
     }
     field.value = field.defaultValue;
     return field;
@@ -80,8 +97,13 @@ std::optional<FillInField> FillInFieldCollector::fieldFor(const MacroType& type,
 std::vector<FillInField> FillInFieldCollector::collect(std::string_view content,
                                                        std::string_view fillInPath,
                                                        std::string_view parentTag) {
+    return collect(MacroParser::parse(content), fillInPath, parentTag);
+}
+
+std::vector<FillInField> FillInFieldCollector::collect(const std::vector<ParsedMacro>& macros,
+                                                       std::string_view fillInPath,
+                                                       std::string_view parentTag) {
     std::vector<FillInField> fields;
-    auto macros = MacroParser::parse(content);
     for (std::size_t index = 0; index < macros.size(); ++index) {
         const MacroType& type = macros[index].type;
         std::string tag = childTag(parentTag, index);

@@ -40,6 +40,11 @@ class FillInFieldCollector {
     static std::vector<FillInField> collect(std::string_view content,
                                             std::string_view fillInPath = {},
                                             std::string_view parentTag = {});
+
+    /// The same for content already parsed into `macros`.
+    static std::vector<FillInField> collect(const std::vector<ParsedMacro>& macros,
+                                            std::string_view fillInPath,
+                                            std::string_view parentTag);
 };
 
 }  // namespace wordloom

@@ -55,18 +55,36 @@ std::string aiRequestKey(const macro::AI& ai, const std::map<std::string, std::s
     return key;
 }
 
+// Byte offsets of `text` as character offsets. Most text is ASCII, where the two agree; ICU's
+// character boundaries are only computed from the first byte where they might not.
 std::vector<std::size_t> toCharacterOffsets(std::string_view text,
                                             const std::vector<std::size_t>& byteOffsets) {
     if (byteOffsets.empty()) {
         return {};
     }
-    std::vector<std::size_t> boundaries = text::characterBoundaries(text);
+    std::size_t simplePrefix = 0;
+    while (simplePrefix < text.size() && static_cast<unsigned char>(text[simplePrefix]) < 0x80 &&
+           text[simplePrefix] != '\r') {
+        ++simplePrefix;
+    }
+    // Every offset up to the last simple byte is a boundary; the byte after the prefix may join
+    // that last one (a combining mark), so counting restarts one byte early.
+    const std::size_t restart = simplePrefix == 0 ? 0 : simplePrefix - 1;
+    std::vector<std::size_t> boundaries;
+    std::size_t largest = *std::max_element(byteOffsets.begin(), byteOffsets.end());
+    if (largest > restart) {
+        boundaries = text::characterBoundaries(text.substr(restart));
+    }
     std::vector<std::size_t> offsets;
     offsets.reserve(byteOffsets.size());
     for (std::size_t byte : byteOffsets) {
+        if (byte <= restart) {
+            offsets.push_back(byte);
+            continue;
+        }
         // A position inside a character (text joined onto a combining mark) counts as after it.
-        offsets.push_back(static_cast<std::size_t>(
-            std::lower_bound(boundaries.begin(), boundaries.end(), byte) - boundaries.begin()));
+        auto at = std::lower_bound(boundaries.begin(), boundaries.end(), byte - restart);
+        offsets.push_back(restart + static_cast<std::size_t>(at - boundaries.begin()));
     }
     return offsets;
 }

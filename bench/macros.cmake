@@ -1,0 +1,1 @@
+wordloom_benchmark(macros_bench macros_bench.cpp DEPS wordloom_macros)
