@@ -9,7 +9,9 @@
 #include "app/cli/CommandRegistry.h"
 #include "app/cli/GroupCommands.h"
 #include "app/cli/LibraryCommands.h"
+#include "app/cli/MacroCommands.h"
 #include "app/cli/SettingsCommands.h"
+#include "app/cli/StartCommand.h"
 #include "app/cli/VersionCommands.h"
 
 namespace wordloom::cli {
@@ -18,10 +20,12 @@ namespace {
 CommandRegistry makeRegistry() {
     CommandRegistry registry;
     registerLibraryCommands(registry);
+    registerMacroCommands(registry);
     registerGroupCommands(registry);
     registerVersionCommands(registry);
     registerBackupCommands(registry);
     registerSettingsCommands(registry);
+    registerStartCommand(registry);
     return registry;
 }
 

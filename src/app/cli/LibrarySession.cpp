@@ -48,23 +48,24 @@ LibraryLocation LibraryLocation::resolve(const CommandInvocation& invocation,
             userFolder(invocation, "XDG_CONFIG_HOME", ".config")};
 }
 
-LibrarySession::LibrarySession(const LibraryLocation& location) {
+LibrarySession::LibrarySession(const LibraryLocation& location)
+    : executor_(std::make_unique<EventLoopExecutor>()) {
     try {
-        persistence_ = std::make_unique<PersistenceService>(location.dataFolder, executor_);
+        persistence_ = std::make_unique<PersistenceService>(location.dataFolder, *executor_);
         persistence_->cleanUpInterruptedWork();
     } catch (const std::exception& error) {
         throw CommandError(error.what());
     }
     defaults_ = std::make_unique<UserDefaults>(location.configFolder / UserDefaults::fileName);
     imageStore_ = std::make_unique<SnippetImageStore>(persistence_->imagesFolder());
-    versionStore_ = std::make_unique<SnippetVersionStore>(executor_, *persistence_);
-    settingsStore_ = std::make_unique<SettingsStore>(executor_, *persistence_);
-    snippetStore_ = std::make_unique<SnippetStore>(executor_, *persistence_, *imageStore_,
+    versionStore_ = std::make_unique<SnippetVersionStore>(*executor_, *persistence_);
+    settingsStore_ = std::make_unique<SettingsStore>(*executor_, *persistence_);
+    snippetStore_ = std::make_unique<SnippetStore>(*executor_, *persistence_, *imageStore_,
                                                    *versionStore_, *defaults_);
     versionStore_->startHydration();
     settingsStore_->startHydration();
     snippetStore_->startHydration();
-    const bool loaded = executor_.runUntil(
+    const bool loaded = executor_->runUntil(
         [this] {
             return versionStore_->isHydrated() && settingsStore_->isHydrated() &&
                    snippetStore_->isHydrated();
@@ -95,7 +96,7 @@ LibrarySession::~LibrarySession() {
     snippetStore_->flush();
     settingsStore_->flush();
     versionStore_->flush();
-    executor_.runUntilIdle(std::chrono::seconds(5));
+    executor_->runUntilIdle(std::chrono::seconds(5));
 }
 
 void LibrarySession::requireWritableLibrary() const {
@@ -107,7 +108,7 @@ void LibrarySession::requireWritableLibrary() const {
 
 void LibrarySession::save() {
     // Let the debounced saves fire on their own first: that is the path the app takes.
-    const bool settled = executor_.runUntilIdle(std::chrono::seconds(5));
+    const bool settled = executor_->runUntilIdle(std::chrono::seconds(5));
     snippetStore_->flush();
     settingsStore_->flush();
     const bool versionsSaved = versionStore_->flush();

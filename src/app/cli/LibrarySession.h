@@ -54,7 +54,7 @@ class LibrarySession {
     SnippetVersionStore& versions() { return *versionStore_; }
     SnippetImageStore& images() { return *imageStore_; }
     PersistenceService& persistence() { return *persistence_; }
-    EventLoopExecutor& executor() { return executor_; }
+    EventLoopExecutor& executor() { return *executor_; }
 
     /// Throws CommandError when snippets.json could not be read, so that a change does not
     /// replace a file the user may still repair.
@@ -68,10 +68,12 @@ class LibrarySession {
     void save();
 
   private:
-    EventLoopExecutor executor_;
+    // Declared so that they go away in a safe order: the stores first, then the executor (which
+    // waits for background work still running), then what that work uses.
     std::unique_ptr<PersistenceService> persistence_;
     std::unique_ptr<UserDefaults> defaults_;
     std::unique_ptr<SnippetImageStore> imageStore_;
+    std::unique_ptr<EventLoopExecutor> executor_;
     std::unique_ptr<SnippetVersionStore> versionStore_;
     std::unique_ptr<SettingsStore> settingsStore_;
     std::unique_ptr<SnippetStore> snippetStore_;

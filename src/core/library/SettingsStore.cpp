@@ -49,14 +49,15 @@ struct SettingsStore::Impl {
         const auto ticket = persistence.beginSave();
         ++savesInFlight;
         std::weak_ptr<bool> weakAlive = alive;
-        executor.runInBackground([this, weakAlive, ticket, snapshot = settings] {
+        executor.runInBackground([this, &files = persistence, &queue = executor, weakAlive, ticket,
+                                  snapshot = settings] {
             std::optional<std::string> failure;
             try {
-                persistence.saveSettings(snapshot, ticket);
+                files.saveSettings(snapshot, ticket);
             } catch (const std::exception& error) {
                 failure = error.what();
             }
-            executor.post([this, weakAlive, failure] {
+            queue.post([this, weakAlive, failure] {
                 if (weakAlive.expired()) {
                     return;
                 }
@@ -108,20 +109,21 @@ void SettingsStore::startHydration() {
     Impl* self = impl_.get();
     std::weak_ptr<bool> weakAlive = impl.alive;
     const auto generation = impl.replacementGeneration;
-    impl.executor.runInBackground([self, weakAlive, generation] {
-        std::optional<AppSettings> loaded;
-        std::optional<std::string> failure;
-        try {
-            loaded = self->persistence.loadSettings();
-        } catch (const std::exception& error) {
-            failure = error.what();
-        }
-        self->executor.post([self, weakAlive, loaded, failure, generation] {
-            if (!weakAlive.expired()) {
-                self->applyLoaded(loaded, failure, generation);
+    impl.executor.runInBackground(
+        [self, &files = impl.persistence, &queue = impl.executor, weakAlive, generation] {
+            std::optional<AppSettings> loaded;
+            std::optional<std::string> failure;
+            try {
+                loaded = files.loadSettings();
+            } catch (const std::exception& error) {
+                failure = error.what();
             }
+            queue.post([self, weakAlive, loaded, failure, generation] {
+                if (!weakAlive.expired()) {
+                    self->applyLoaded(loaded, failure, generation);
+                }
+            });
         });
-    });
 }
 
 bool SettingsStore::isHydrated() const {

@@ -192,33 +192,33 @@ struct SnippetStore::Impl {
         lastPersistableSnippets = snippets;
         ++savesInFlight;
         std::weak_ptr<bool> weakAlive = alive;
-        executor.runInBackground(
-            [this, weakAlive, ticket, snippetsSnapshot = snippets, groupsSnapshot = groups] {
-                std::optional<std::string> snippetFailure;
-                std::optional<std::string> groupFailure;
-                try {
-                    persistence.saveSnippets(snippetsSnapshot, ticket);
-                } catch (const std::exception& error) {
-                    snippetFailure = error.what();
+        executor.runInBackground([this, &files = persistence, &queue = executor, weakAlive, ticket,
+                                  snippetsSnapshot = snippets, groupsSnapshot = groups] {
+            std::optional<std::string> snippetFailure;
+            std::optional<std::string> groupFailure;
+            try {
+                files.saveSnippets(snippetsSnapshot, ticket);
+            } catch (const std::exception& error) {
+                snippetFailure = error.what();
+            }
+            try {
+                files.saveGroups(groupsSnapshot, ticket);
+            } catch (const std::exception& error) {
+                groupFailure = error.what();
+            }
+            queue.post([this, weakAlive, snippetFailure, groupFailure] {
+                if (weakAlive.expired()) {
+                    return;
                 }
-                try {
-                    persistence.saveGroups(groupsSnapshot, ticket);
-                } catch (const std::exception& error) {
-                    groupFailure = error.what();
+                --savesInFlight;
+                if (snippetFailure) {
+                    recordSaveFailure("snippets", *snippetFailure);
                 }
-                executor.post([this, weakAlive, snippetFailure, groupFailure] {
-                    if (weakAlive.expired()) {
-                        return;
-                    }
-                    --savesInFlight;
-                    if (snippetFailure) {
-                        recordSaveFailure("snippets", *snippetFailure);
-                    }
-                    if (groupFailure) {
-                        recordSaveFailure("groups", *groupFailure);
-                    }
-                });
+                if (groupFailure) {
+                    recordSaveFailure("groups", *groupFailure);
+                }
             });
+        });
     }
 
     struct LoadResult {
@@ -334,24 +334,25 @@ void SnippetStore::startHydration() {
     Impl* self = impl_.get();
     std::weak_ptr<bool> weakAlive = impl.alive;
     const auto generation = impl.replacementGeneration;
-    impl.executor.runInBackground([self, weakAlive, generation] {
-        Impl::LoadResult result;
-        try {
-            result.snippets = self->persistence.loadSnippets();
+    impl.executor.runInBackground(
+        [self, &files = impl.persistence, &queue = impl.executor, weakAlive, generation] {
+            Impl::LoadResult result;
             try {
-                result.groups = self->persistence.loadGroups();
+                result.snippets = files.loadSnippets();
+                try {
+                    result.groups = files.loadGroups();
+                } catch (const std::exception& error) {
+                    result.groupFailure = error.what();
+                }
             } catch (const std::exception& error) {
-                result.groupFailure = error.what();
+                result.snippetFailure = error.what();
             }
-        } catch (const std::exception& error) {
-            result.snippetFailure = error.what();
-        }
-        self->executor.post([self, weakAlive, generation, result = std::move(result)]() mutable {
-            if (!weakAlive.expired()) {
-                self->applyLoaded(std::move(result), generation);
-            }
+            queue.post([self, weakAlive, generation, result = std::move(result)]() mutable {
+                if (!weakAlive.expired()) {
+                    self->applyLoaded(std::move(result), generation);
+                }
+            });
         });
-    });
 }
 
 bool SnippetStore::isLoading() const {

@@ -37,6 +37,9 @@ struct ConflictCheckResult {
 /// to the snippet list to its observers ("WordloomSnippetsDidChange").
 class SnippetStore {
   public:
+    /// The name of the announcement observeChanges() delivers.
+    static constexpr std::string_view didChangeNotification = "WordloomSnippetsDidChange";
+
     SnippetStore(Executor& executor, PersistenceService& persistence, SnippetImageStore& images,
                  SnippetVersionStore& versions, UserDefaults& defaults);
     ~SnippetStore();

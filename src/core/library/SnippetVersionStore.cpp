@@ -97,14 +97,15 @@ struct SnippetVersionStore::Impl {
         auto all = snapshot();
         ++savesInFlight;
         std::weak_ptr<bool> weakAlive = alive;
-        executor.runInBackground([this, weakAlive, ticket, all = std::move(all)] {
+        executor.runInBackground([this, &files = persistence, &queue = executor, weakAlive, ticket,
+                                  all = std::move(all)] {
             std::optional<std::string> failure;
             try {
-                persistence.saveSnippetVersions(all, ticket);
+                files.saveSnippetVersions(all, ticket);
             } catch (const std::exception& error) {
                 failure = error.what();
             }
-            executor.post([this, weakAlive, failure] {
+            queue.post([this, weakAlive, failure] {
                 if (weakAlive.expired()) {
                     return;
                 }
@@ -130,43 +131,44 @@ void SnippetVersionStore::startHydration() {
     impl.isLoading = true;
     std::weak_ptr<bool> weakAlive = impl.alive;
     Impl* self = impl_.get();
-    impl.executor.runInBackground([self, weakAlive] {
-        std::vector<SnippetVersion> loaded;
-        std::optional<std::string> failure;
-        try {
-            loaded = self->persistence.loadSnippetVersions();
-        } catch (const std::exception& error) {
-            failure = error.what();
-        }
-        self->executor.post([self, weakAlive, loaded = std::move(loaded), failure]() mutable {
-            if (weakAlive.expired()) {
-                return;
+    impl.executor.runInBackground(
+        [self, &files = impl.persistence, &queue = impl.executor, weakAlive] {
+            std::vector<SnippetVersion> loaded;
+            std::optional<std::string> failure;
+            try {
+                loaded = files.loadSnippetVersions();
+            } catch (const std::exception& error) {
+                failure = error.what();
             }
-            if (failure) {
-                self->logger.error("Failed to load snippet versions: " + *failure);
-            }
-            self->versions.clear();
-            // The file lists each snippet's versions newest first.
-            for (auto& version : loaded) {
-                auto& list = self->versions[version.snippetId];
-                if (list.size() < maxVersionsPerSnippet) {
-                    list.push_back(std::move(version));
+            queue.post([self, weakAlive, loaded = std::move(loaded), failure]() mutable {
+                if (weakAlive.expired()) {
+                    return;
                 }
-            }
-            const bool replayed = !self->preHydrationOperations.empty();
-            for (const auto& operation : self->preHydrationOperations) {
-                self->apply(operation);
-            }
-            self->preHydrationOperations.clear();
-            self->isHydrated = true;
-            self->isLoading = false;
-            if (replayed) {
-                self->changed();
-            } else {
-                self->observers.notify();
-            }
+                if (failure) {
+                    self->logger.error("Failed to load snippet versions: " + *failure);
+                }
+                self->versions.clear();
+                // The file lists each snippet's versions newest first.
+                for (auto& version : loaded) {
+                    auto& list = self->versions[version.snippetId];
+                    if (list.size() < maxVersionsPerSnippet) {
+                        list.push_back(std::move(version));
+                    }
+                }
+                const bool replayed = !self->preHydrationOperations.empty();
+                for (const auto& operation : self->preHydrationOperations) {
+                    self->apply(operation);
+                }
+                self->preHydrationOperations.clear();
+                self->isHydrated = true;
+                self->isLoading = false;
+                if (replayed) {
+                    self->changed();
+                } else {
+                    self->observers.notify();
+                }
+            });
         });
-    });
 }
 
 bool SnippetVersionStore::isLoading() const {
