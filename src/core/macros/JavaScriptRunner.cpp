@@ -120,7 +120,8 @@ JavaScriptRunner::~JavaScriptRunner() {
         finish(run, failure(JavaScriptError::executionFailed("Wordloom is shutting down")), false);
     }
     if (ownTimers_) {
-        ownTimers_->stop();
+        // Asked from inside the loop: a stop() that came before run() began would be forgotten.
+        ownTimers_->post([timers = ownTimers_.get()] { timers->stop(); });
         timerThread_.join();
     }
 }
