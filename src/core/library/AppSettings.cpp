@@ -132,7 +132,10 @@ AppSettings decodeAppSettings(JsonElement element) {
         throw JsonError("The settings are not a JSON object.");
     }
     AppSettings s;
-    for (auto [key, value] : *object) {
+    for (auto member : *object) {
+        // Named copies rather than a structured binding: lambdas below capture them.
+        const std::string_view key = member.key;
+        const JsonElement value = member.value;
         const auto field = enumFromRaw<SettingField>(key);
         if (!field) {
             continue;  // a setting of a newer build
