@@ -11,27 +11,26 @@
 namespace wordloom::cli {
 
 void registerStartCommand(CommandRegistry& registry) {
-    registry.add(
-        {"start", "wordloom start [--data-dir DIR]",
-         "Run Wordloom in the foreground: snippets expand as you type in any application.",
-         [](CommandInvocation& invocation) {
-             const auto arguments = invocation.parse({});
-             const auto location = LibraryLocation::resolve(invocation, arguments);
-             std::error_code error;
-             std::filesystem::create_directories(location.dataFolder, error);
-             const auto display = invocation.environment("DISPLAY").value_or("");
-             InstanceLock lock(display);
-             if (!lock.acquired()) {
-                 invocation.err() << "Wordloom is already running";
-                 if (lock.holder()) {
-                     invocation.err() << " (process " << *lock.holder() << ")";
-                 }
-                 invocation.err() << ".\n";
-                 return 1;
-             }
-             return superviseDesktopApplication({location.dataFolder, location.configFolder},
-                                                "wordloom");
-         }});
+    registry.add({"start", "wordloom start [--data-dir DIR]",
+                  "Run Wordloom in the foreground: snippets expand as you type in any application.",
+                  [](CommandInvocation& invocation) {
+                      const auto arguments = invocation.parse({});
+                      const auto location = LibraryLocation::resolve(invocation, arguments);
+                      std::error_code error;
+                      std::filesystem::create_directories(location.dataFolder, error);
+                      const auto display = invocation.environment("DISPLAY").value_or("");
+                      InstanceLock lock(display);
+                      if (!lock.acquired()) {
+                          invocation.err() << "Wordloom is already running";
+                          if (lock.holder()) {
+                              invocation.err() << " (process " << *lock.holder() << ")";
+                          }
+                          invocation.err() << ".\n";
+                          return 1;
+                      }
+                      return superviseDesktopApplication(
+                          {location.dataFolder, location.configFolder}, "wordloom");
+                  }});
 }
 
 }  // namespace wordloom::cli

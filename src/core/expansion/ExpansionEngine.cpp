@@ -132,6 +132,7 @@ void ExpansionEngine::stop() {
     services_.keyboard.stop();
     services_.detector.cancelPending();
     services_.clicks.stop();
+    queued_.reset();
     for (auto& [id, task] : pendingNotifications_) {
         task.cancel();
     }
@@ -139,16 +140,18 @@ void ExpansionEngine::stop() {
 }
 
 void ExpansionEngine::handleKeyPress(const std::string& text) {
-    // Keys typed while an expansion runs go to our own fill-in form or are ours.
-    if (!running_ || activeSession_ || services_.inserter.inFlightDepth() > 0) {
+    // Keys typed into our own fill-in form are not the user's text. Keys typed while the
+    // inserter works are (the platform already left out the keys it injected).
+    if (!running_ || awaitingFillIn_) {
         return;
     }
+    ++keysFed_;
     lastFedText_ = text;
     services_.detector.processTypedText(text);
 }
 
 void ExpansionEngine::handleSpecialKey(SpecialKey key) {
-    if (!running_ || activeSession_ || services_.inserter.inFlightDepth() > 0) {
+    if (!running_ || awaitingFillIn_) {
         return;
     }
     switch (key) {
@@ -185,8 +188,13 @@ void ExpansionEngine::copyExpansion(const Snippet& snippet) {
 
 void ExpansionEngine::begin(Request request) {
     if (activeSession_) {
-        logger_.info("An expansion is already running; \u201c" + request.snippet->abbreviation +
-                     "\u201d was not expanded");
+        // Typed while the previous expansion is still being inserted: it runs next, unless more
+        // is typed before then (the abbreviation would then no longer end the text).
+        request.keysFedAtRequest = keysFed_;
+        if (queued_) {
+            logger_.info("\u201c" + queued_->snippet->abbreviation + "\u201d was not expanded");
+        }
+        queued_ = std::move(request);
         return;
     }
     activeSession_ = Session{Uuid::random(), request.snippet};
@@ -303,6 +311,7 @@ void ExpansionEngine::evaluated(Request request, EvaluationContext context,
             return;
         }
         const std::string title = label(*request.snippet);
+        awaitingFillIn_ = true;
         services_.fillInForm.present(
             title, fields,
             [this, alive = alive_, request,
@@ -310,6 +319,8 @@ void ExpansionEngine::evaluated(Request request, EvaluationContext context,
                 if (!*alive) {
                     return;
                 }
+                awaitingFillIn_ = false;
+                services_.detector.reset();
                 if (!values) {
                     logger_.info("Fill-in form cancelled; the typed text stays");
                     finish(request, false);
@@ -379,6 +390,16 @@ void ExpansionEngine::finish(const Request& request, bool inserted) {
     }
     if (onExpansionFinished) {
         onExpansionFinished(inserted);
+    }
+    if (queued_) {
+        auto next = std::move(*queued_);
+        queued_.reset();
+        if (next.keysFedAtRequest == keysFed_ && running_) {
+            begin(std::move(next));
+        } else {
+            logger_.info("\u201c" + next.snippet->abbreviation +
+                         "\u201d was not expanded: typing went on");
+        }
     }
 }
 

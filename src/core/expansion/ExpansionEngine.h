@@ -47,7 +47,8 @@ struct ExpansionEngineServices {
 /// counts the use and plays the sound and notification the settings ask for.
 ///
 /// Lives on the main queue; evaluation and insertion run in the background. One expansion at a
-/// time: a snippet detected while another is being expanded is dropped (the typed text stays).
+/// time: a snippet detected while another is being inserted runs right after it, provided
+/// nothing more was typed in between; otherwise it is dropped and the typed text stays.
 class ExpansionEngine {
   public:
     explicit ExpansionEngine(ExpansionEngineServices services);
@@ -85,6 +86,8 @@ class ExpansionEngine {
         /// The content to evaluate, case already adapted.
         std::string content;
         bool fillInCollected = false;
+        /// keysFed_ when the request had to wait for another expansion.
+        std::uint64_t keysFedAtRequest = 0;
     };
     struct Session {
         Uuid id;
@@ -113,6 +116,9 @@ class ExpansionEngine {
     std::int64_t dailyExpansionCount_ = 0;
     std::string dailyCountDate_;
     std::optional<Session> activeSession_;
+    bool awaitingFillIn_ = false;
+    std::optional<Request> queued_;
+    std::uint64_t keysFed_ = 0;
     // The text last handed to the detector: the delimiter, when a delimiter fired a match.
     std::string lastFedText_;
     Bytes imageBytes_;

@@ -1,0 +1,186 @@
+#include "app/desktop/DesktopApplication.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+#include <QApplication>
+#include <QSocketNotifier>
+#include <QThreadPool>
+#include <csignal>
+#include <mutex>
+
+#include "app/desktop/QtExecutor.h"
+#include "app/desktop/StoreExpansionLibrary.h"
+#include "core/base/Log.h"
+#include "core/expansion/AbbreviationDetector.h"
+#include "core/expansion/ExpansionEngine.h"
+#include "core/expansion/MainHopGate.h"
+#include "core/expansion/SnippetCache.h"
+#include "core/expansion/StoreDetectionSources.h"
+#include "core/expansion/TextInserter.h"
+#include "core/library/PersistenceService.h"
+#include "core/library/SettingsStore.h"
+#include "core/library/SnippetImageStore.h"
+#include "core/library/SnippetStore.h"
+#include "core/library/SnippetVersionStore.h"
+#include "core/library/UserDefaults.h"
+#include "core/macros/AIService.h"
+#include "core/macros/JavaScriptRunner.h"
+#include "core/macros/MacroEvaluator.h"
+#include "platform/x11/AlsaSoundPlayer.h"
+#include "platform/x11/AtspiAccessibilityService.h"
+#include "platform/x11/InjectedKeyLedger.h"
+#include "platform/x11/X11FrontmostApplicationMonitor.h"
+#include "platform/x11/X11KeyInjector.h"
+#include "platform/x11/X11KeyboardMonitor.h"
+#include "platform/x11/X11MouseClickMonitor.h"
+#include "platform/x11/X11Pasteboard.h"
+#include "platform/x11/X11WindowFocus.h"
+#include "ui/ExpansionNotificationWindow.h"
+#include "ui/FillInFormWindow.h"
+
+namespace wordloom {
+
+namespace {
+
+int signalPipe[2] = {-1, -1};
+
+void forwardSignal(int) {
+    const char byte = 1;
+    [[maybe_unused]] const auto written = write(signalPipe[1], &byte, 1);
+}
+
+/// Settings for the AI service, which reads them on its own thread.
+class SharedAISettings {
+  public:
+    void update(const AppSettings& settings) {
+        std::lock_guard lock(mutex_);
+        value_ = AIServiceSettings::from(settings);
+    }
+    AIServiceSettings get() const {
+        std::lock_guard lock(mutex_);
+        return value_;
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    AIServiceSettings value_;
+};
+
+}  // namespace
+
+int runDesktopApplication(const DesktopLocation& location, int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName("Wordloom");
+    QApplication::setQuitOnLastWindowClosed(false);
+    QThreadPool::globalInstance()->setMaxThreadCount(8);
+    const Logger logger("Wordloom");
+
+    // SIGTERM and SIGINT end the event loop, so that pending saves are written.
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) == 0) {
+        std::signal(SIGTERM, forwardSignal);
+        std::signal(SIGINT, forwardSignal);
+    }
+    QSocketNotifier signalNotifier(signalPipe[0], QSocketNotifier::Read);
+    QObject::connect(&signalNotifier, &QSocketNotifier::activated, [] { QApplication::quit(); });
+
+    QtExecutor executor;
+    PersistenceService persistence(location.dataFolder, executor);
+    persistence.cleanUpInterruptedWork();
+    UserDefaults defaults(location.configFolder / UserDefaults::fileName);
+    SnippetImageStore images(persistence.imagesFolder());
+    SnippetVersionStore versions(executor, persistence);
+    SettingsStore settingsStore(executor, persistence);
+    SnippetStore snippetStore(executor, persistence, images, versions, defaults);
+
+    SnippetCache cache(executor);
+    SnippetStoreGroupLookup groups(snippetStore);
+    SettingsStoreSource settings(settingsStore);
+
+    X11FrontmostApplicationMonitor frontmost;
+    AtspiAccessibilityService accessibility(
+        executor, [&] { return frontmost.activeWindowProcessId(); },
+        [&] { return frontmost.activeWindowIdentity(); });
+    AbbreviationDetector detector(groups, settings, accessibility, cache, executor);
+
+    InjectedKeyLedger ledger;
+    X11KeyboardMonitor keyboard(ledger);
+    X11KeyInjector keys(ledger);
+    X11Pasteboard pasteboard;
+    ExecutorMainQueueHop mainQueue(executor);
+    ThreadSleeper sleeper;
+    TextInserter inserter(pasteboard, keys, accessibility, mainQueue, sleeper);
+    X11MouseClickMonitor clicks;
+    AlsaSoundPlayer sound;
+    QtNotificationPresenter notifications;
+    X11WindowFocus focus;
+    QtFillInFormPresenter fillInForm([&] { focus.restore(); });
+    StoreExpansionLibrary library(snippetStore, images);
+    MacroEvaluator evaluator;
+
+    JavaScriptRunnerOptions scriptOptions;
+    scriptOptions.helperPath = JavaScriptRunner::defaultHelperPath();
+    JavaScriptRunner scripts(scriptOptions);
+    SharedAISettings aiSettings;
+    AIService ai([&aiSettings] { return aiSettings.get(); });
+
+    // The form takes focus from the window typed into; remember it before the form shows.
+    class RememberingForm final : public FillInFormPresenter {
+      public:
+        RememberingForm(FillInFormPresenter& form, X11WindowFocus& focus)
+            : form_(form), focus_(focus) {}
+        void present(const std::string& title, const std::vector<FillInField>& fields,
+                     std::function<void(std::optional<std::vector<FillInField>>)> done) override {
+            focus_.remember();
+            form_.present(title, fields, std::move(done));
+        }
+
+      private:
+        FillInFormPresenter& form_;
+        X11WindowFocus& focus_;
+    } rememberingForm(fillInForm, focus);
+
+    ExpansionEngine engine({executor, accessibility, keyboard, detector, inserter, library,
+                            settings, evaluator, pasteboard, frontmost, clicks, sound,
+                            notifications, rememberingForm, &scripts, &ai});
+
+    const auto libraryChanged = [&] {
+        cache.rebuild(snippetStore.snippets());
+        detector.prewarmRegexes(snippetStore.snippets());
+    };
+    const auto snippetSubscription = snippetStore.observeChanges(libraryChanged);
+    const auto settingsChanged = [&] {
+        aiSettings.update(settingsStore.settings());
+        logging::setDebugEnabled(settingsStore.settings().debugLoggingEnabled);
+    };
+    const auto settingsSubscription = settingsStore.observeChanges(settingsChanged);
+    settingsChanged();
+    versions.startHydration();
+    settingsStore.startHydration();
+    snippetStore.startHydration();
+
+    keyboard.onMonitoringChanged = [&](bool monitoring) {
+        if (!monitoring) {
+            logger.error("Keyboard monitoring stopped; waiting for the X display to reinstall it");
+        }
+    };
+    const auto startEngine = [&] {
+        engine.start();
+        logger.info("Wordloom is running: expanding snippets");
+    };
+    if (accessibility.isAccessibilityEnabled()) {
+        startEngine();
+    } else {
+        logger.error("Waiting for accessibility: " + accessibility.waitingReason());
+        logger.info(AtspiAccessibilityService::enableInstructions());
+        accessibility.setOnAccessibilityGranted(startEngine);
+    }
+
+    const int status = QApplication::exec();
+    engine.stop();
+    snippetStore.flush();
+    settingsStore.flush();
+    versions.flush();
+    return status;
+}
+
+}  // namespace wordloom

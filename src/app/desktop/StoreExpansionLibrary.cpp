@@ -1,0 +1,32 @@
+#include "app/desktop/StoreExpansionLibrary.h"
+
+#include <filesystem>
+
+namespace wordloom {
+
+std::optional<Snippet> StoreExpansionLibrary::snippetWithAbbreviation(
+    const std::string& abbreviation) {
+    for (const Snippet* snippet : snippets_.snippetsWithAbbreviation(abbreviation)) {
+        if (snippet->isEnabled) {
+            return *snippet;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Bytes> StoreExpansionLibrary::imageData(const Snippet& snippet) {
+    if (snippet.imageData) {
+        return snippet.imageData;
+    }
+    std::error_code error;
+    if (!std::filesystem::exists(images_.imageURL(snippet.id), error)) {
+        return std::nullopt;
+    }
+    try {
+        return images_.read(snippet.id);
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace wordloom

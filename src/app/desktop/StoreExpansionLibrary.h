@@ -1,0 +1,24 @@
+#pragma once
+
+#include "core/expansion/ExpansionLibrary.h"
+#include "core/library/SnippetImageStore.h"
+#include "core/library/SnippetStore.h"
+
+namespace wordloom {
+
+/// The snippet and image stores as the expansion engine's library.
+class StoreExpansionLibrary final : public ExpansionLibrary {
+  public:
+    StoreExpansionLibrary(SnippetStore& snippets, SnippetImageStore& images)
+        : snippets_(snippets), images_(images) {}
+
+    std::optional<Snippet> snippetWithAbbreviation(const std::string& abbreviation) override;
+    void recordUse(const Uuid& snippetId) override { snippets_.recordUse(snippetId); }
+    std::optional<Bytes> imageData(const Snippet& snippet) override;
+
+  private:
+    SnippetStore& snippets_;
+    SnippetImageStore& images_;
+};
+
+}  // namespace wordloom

@@ -1,0 +1,327 @@
+"""End-to-end tests of expansion in real windows on a private X server.
+
+Each test starts its own desktop (Xvfb, openbox, session bus, AT-SPI bus), its own library and
+`wordloom start`, types with XTest into a GTK or Qt window or xterm, and reads the window's text
+back. Every wait is on a condition with a generous deadline; nothing depends on timing.
+
+    /usr/bin/python3 run_desktop_tests.py --wordloom PATH --test-window PATH [--suite NAME]
+"""
+
+import argparse
+import json
+import os
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from harness import HERE, Desktop, wait_for  # noqa: E402
+
+OPTIONS = argparse.Namespace()
+
+
+def read(path):
+    try:
+        with open(path, encoding="utf-8") as stream:
+            return stream.read()
+    except FileNotFoundError:
+        return None
+
+
+class Wordloom:
+    """A library with the given snippets and settings, and `wordloom start` on it."""
+
+    def __init__(self, desktop, snippets, settings=None):
+        self.desktop = desktop
+        self.data = os.path.join(desktop.folder, "library")
+        for snippet in snippets:
+            self.add(**snippet)
+        for key, value in (settings or {}).items():
+            self.run("settings", "set", key, value)
+        self.log = os.path.join(desktop.folder, "wordloom.log")
+        self.process = desktop.spawn([OPTIONS.wordloom, "--data-dir", self.data, "start"])
+        wait_for(lambda: "Wordloom is running" in (read(self.log) or ""), timeout=30,
+                 what="wordloom to start:\n" + self.data)
+
+    def run(self, *arguments):
+        return subprocess.run([OPTIONS.wordloom, "--data-dir", self.data, *arguments],
+                              env=self.desktop.env, check=True, capture_output=True, text=True)
+
+    def add(self, abbreviation, content, trigger="immediate", case=None, apps=None, label=None):
+        arguments = ["add", "--abbreviation", abbreviation, "--content", content, "--trigger",
+                     trigger]
+        if case:
+            arguments += ["--case", case]
+        if label:
+            arguments += ["--label", label]
+        snippet_id = self.run(*arguments).stdout.strip().split()[-1]
+        if apps:
+            self.whitelist(snippet_id, apps)
+
+    def whitelist(self, snippet_id, apps):
+        path = os.path.join(self.data, "snippets.json")
+        with open(path, encoding="utf-8") as stream:
+            snippets = json.load(stream)
+        for snippet in snippets:
+            if snippet["id"].lower() == snippet_id.lower():
+                snippet["appFilterMode"] = "whitelist"
+                snippet["filteredApps"] = [{"bundleId": app, "name": app} for app in apps]
+        with open(path, "w", encoding="utf-8") as stream:
+            json.dump(snippets, stream, indent=2, sort_keys=True)
+
+
+class DesktopTestCase(unittest.TestCase):
+    snippets = [
+        {"abbreviation": ";sig", "content": "Best regards, Anna"},
+        {"abbreviation": "addr", "content": "1 Main St", "trigger": "delimiter"},
+    ]
+    settings = {}
+
+    def setUp(self):
+        self.desktop = Desktop()
+        self.addCleanup(self.desktop.close)
+        self.wordloom = Wordloom(self.desktop, self.snippets, self.settings)
+        self.typist = self.desktop.typist()
+        self.addCleanup(self.typist.close)
+
+    def output(self, name):
+        return os.path.join(self.desktop.folder, name)
+
+    def open_gtk(self, kind="entry", name="gtk"):
+        path = self.output(name + ".txt")
+        process = self.desktop.spawn(["/usr/bin/python3", os.path.join(HERE, "gtk_target.py"),
+                                      path, kind])
+        wait_for(lambda: read(path) is not None, what="the GTK window")
+        self.focus_settles(path)
+        return path, process
+
+    def open_qt(self, name="qt"):
+        path = self.output(name + ".txt")
+        process = self.desktop.spawn([OPTIONS.test_window, "editor", path])
+        wait_for(lambda: read(path) is not None, what="the Qt window")
+        self.focus_settles(path)
+        return path, process
+
+    def focus_settles(self, path):
+        # The window has focus once a typed key arrives in it; the key is then taken back.
+        before = read(path)
+        for attempt in range(30):
+            self.typist.type("_")
+            try:
+                wait_for(lambda: read(path) != before, timeout=1, what="keyboard focus")
+                break
+            except TimeoutError:
+                continue
+        else:
+            self.fail("the window never got the keyboard focus")
+        self.typist.key("BackSpace")
+        wait_for(lambda: read(path) == before, what="the probe key to be erased")
+
+    def expect_text(self, path, expected, timeout=10):
+        try:
+            wait_for(lambda: read(path) == expected, timeout=timeout, what=repr(expected))
+        except TimeoutError:
+            self.fail("window text %r, expected %r\n--- wordloom log ---\n%s"
+                      % (read(path), expected, read(self.wordloom.log)))
+        self.typist.wait_keys_released()
+
+
+class ExpansionTests(DesktopTestCase):
+    snippets = DesktopTestCase.snippets + [
+        {"abbreviation": ";uni", "content": "Grüße, 東京 🇸🇪 — “quoted”"},
+        {"abbreviation": ";long", "content": ("0123456789" * 1000)},
+        {"abbreviation": ";cur", "content": "<a href=\"{{cursor}}\">link</a>"},
+        {"abbreviation": ";tab", "content": "one{{key:tab}}two"},
+        {"abbreviation": ";case", "content": "hello world", "case": "auto"},
+        {"abbreviation": ";em", "content": "me@example.com"},
+        {"abbreviation": ";email", "content": "Email me soon"},
+        {"abbreviation": ";fi", "content": "Dear {{input:name}},", "label": "Greeting"},
+        {"abbreviation": ";only", "content": "gtk only", "apps": ["wordloom-gtk-target"]},
+    ]
+    settings = {"smartCaseEnabled": "true", "delayAmbiguousExpansions": "true"}
+
+    def test_immediate_and_delimiter_snippets_in_a_gtk_entry(self):
+        path, _ = self.open_gtk()
+        self.typist.type("Hi ;sig")
+        self.expect_text(path, "Hi Best regards, Anna")
+        self.typist.type(" at addr.")
+        self.expect_text(path, "Hi Best regards, Anna at 1 Main St.")
+        self.typist.type(" addr")
+        time.sleep(0.5)  # a delimiter-mode abbreviation waits for its delimiter
+        self.assertEqual(read(path), "Hi Best regards, Anna at 1 Main St. addr")
+        self.typist.type("!")
+        self.expect_text(path, "Hi Best regards, Anna at 1 Main St. 1 Main St!")
+
+    def test_qt_editor_gets_unicode_long_text_cursor_keys_and_smart_case(self):
+        path, _ = self.open_qt()
+        self.typist.type(";uni ")
+        self.expect_text(path, "Grüße, 東京 🇸🇪 — “quoted” ")
+        self.typist.type(";CASE ;Case ")
+        self.expect_text(path, "Grüße, 東京 🇸🇪 — “quoted” HELLO WORLD Hello world ")
+        self.typist.key("Return")
+        self.typist.type("x addr.")
+        self.expect_text(path, "Grüße, 東京 🇸🇪 — “quoted” HELLO WORLD Hello world \nx 1 Main St.")
+
+    def test_ten_thousand_characters_and_the_caret(self):
+        path, _ = self.open_qt()
+        self.typist.type(";long")
+        self.expect_text(path, "0123456789" * 1000, timeout=30)
+        self.typist.key("Return")
+        self.typist.type(";cur")
+        expected = "0123456789" * 1000 + "\n<a href=\"\">link</a>"
+        self.expect_text(path, expected)
+        wait_for(lambda: read(path + ".caret") == str(len(expected) - len("\">link</a>")),
+                 what="the caret before the link text")
+
+    def test_keystroke_action_and_ambiguity_wait(self):
+        path, _ = self.open_qt()
+        self.typist.type(";tab")
+        self.expect_text(path, "one\ttwo")
+        self.typist.type(" ;em")
+        self.expect_text(path, "one\ttwo me@example.com")
+        self.typist.type(" ;email")
+        self.expect_text(path, "one\ttwo me@example.com Email me soon")
+
+    def test_application_filter_follows_the_active_window(self):
+        qt_path, _ = self.open_qt()
+        self.typist.type(";only ")
+        time.sleep(0.5)  # nothing may happen: give it the chance to go wrong
+        self.assertEqual(read(qt_path), ";only ")
+        gtk_path, _ = self.open_gtk()
+        self.typist.type(";only")
+        self.expect_text(gtk_path, "gtk only")
+
+    def test_fill_in_form_filled_and_cancelled(self):
+        path, _ = self.open_gtk()
+        self.typist.type(";fi")
+        wait_for(lambda: "Greeting" in active_window_name(self.desktop), what="the fill-in form")
+        self.typist.type("Ann\n")
+        self.expect_text(path, "Dear Ann,")
+        self.typist.type(" ;fi")
+        wait_for(lambda: "Greeting" in active_window_name(self.desktop), what="the fill-in form")
+        self.typist.key("Escape")
+        wait_for(lambda: "Greeting" not in active_window_name(self.desktop), what="form gone")
+        self.typist.type("!")
+        self.expect_text(path, "Dear Ann, ;fi!")
+
+    def test_twenty_expansions_in_a_row_lose_no_character(self):
+        path, _ = self.open_gtk("textview")
+        expected = ""
+        for index in range(20):
+            word = "w%d " % index
+            self.typist.type(word + "addr ")
+            expected += word + "1 Main St "
+            self.expect_text(path, expected)
+
+
+class ClipboardTests(DesktopTestCase):
+    def test_user_clipboard_is_restored_with_every_format(self):
+        formats = {"text/plain": b"user text", "text/html": b"<b>user</b> text",
+                   "application/x-wordloom-test": bytes(range(256))}
+        arguments = [OPTIONS.test_window, "copy"]
+        for index, (kind, data) in enumerate(formats.items()):
+            file = self.output("format%d" % index)
+            with open(file, "wb") as stream:
+                stream.write(data)
+            arguments += [kind, file]
+        self.desktop.spawn(arguments)
+        wait_for(lambda: "owning" in (read(os.path.join(self.desktop.folder,
+                                                          "wordloom-test-window.log")) or ""),
+                 what="the clipboard owner")
+        path, _ = self.open_gtk()
+        self.typist.type(";sig")
+        self.expect_text(path, "Best regards, Anna")
+        wait_for(lambda: self.clipboard_formats().get("application/x-wordloom-test")
+                 == formats["application/x-wordloom-test"], what="the restored clipboard")
+        restored = self.clipboard_formats()
+        for kind, data in formats.items():
+            self.assertEqual(restored.get(kind), data, kind)
+
+    def clipboard_formats(self):
+        folder = self.output("read-%f" % time.monotonic())
+        subprocess.run([OPTIONS.test_window, "read", folder], env=self.desktop.env, timeout=20)
+        result = {}
+        for name in os.listdir(folder) if os.path.isdir(folder) else []:
+            with open(os.path.join(folder, name), "rb") as stream:
+                result[bytes.fromhex(name).decode()] = stream.read()
+        return result
+
+    def test_nothing_expands_in_a_password_field(self):
+        path, _ = self.open_gtk("password")
+        self.typist.type(";sig")
+        time.sleep(1.0)  # nothing may happen: give it the chance to go wrong
+        self.assertEqual(read(path), ";sig")
+
+    def test_xterm_receives_an_expansion(self):
+        path = self.output("xterm.txt")
+        self.desktop.spawn(["xterm", "-e", "sh", "-c", "stty -echo; cat > '%s'" % path])
+        wait_for(lambda: read(path) is not None, what="xterm")
+        time.sleep(0.5)
+        self.typist.type("$ ;sig\n")
+        self.expect_text(path, "$ Best regards, Anna\n")
+
+
+class RobustnessTests(DesktopTestCase):
+    def test_a_hung_application_does_not_stall_typing_elsewhere(self):
+        gtk_path, gtk = self.open_gtk()
+        os.kill(gtk.pid, signal.SIGSTOP)
+        self.addCleanup(lambda: os.kill(gtk.pid, signal.SIGCONT))
+        qt_path, _ = self.open_qt()
+        self.typist.type(";sig")
+        self.expect_text(qt_path, "Best regards, Anna")
+
+    def test_a_restarted_x_server_is_recovered(self):
+        path, _ = self.open_gtk()
+        self.typist.type(";sig")
+        self.expect_text(path, "Best regards, Anna")
+        self.typist.close()
+        self.desktop.restart_x()
+        wait_for(lambda: "starting again" in (read(self.wordloom.log) or ""), timeout=20,
+                 what="wordloom to notice")
+        self.typist = self.desktop.typist()
+        before = (read(self.wordloom.log) or "").count("Wordloom is running")
+        wait_for(lambda: (read(self.wordloom.log) or "").count("Wordloom is running") > before,
+                 timeout=30, what="wordloom to run again")
+        path, _ = self.open_gtk(name="gtk-again")
+        self.typist.type(";sig")
+        self.expect_text(path, "Best regards, Anna")
+
+
+def active_window_name(desktop):
+    result = subprocess.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"], env=desktop.env,
+                            capture_output=True, text=True)
+    window = result.stdout.strip().split()[-1]
+    if not window.startswith("0x") or window == "0x0":
+        return ""
+    result = subprocess.run(["xprop", "-id", window, "WM_NAME"], env=desktop.env,
+                            capture_output=True, text=True)
+    return result.stdout
+
+
+SUITES = {"expansion": ExpansionTests, "clipboard": ClipboardTests,
+          "robustness": RobustnessTests}
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--wordloom", required=True)
+    parser.add_argument("--test-window", required=True)
+    parser.add_argument("--suite", choices=sorted(SUITES))
+    parser.add_argument("tests", nargs="*")
+    parser.parse_args(namespace=OPTIONS)
+    loader = unittest.TestLoader()
+    if OPTIONS.tests:
+        suite = unittest.TestSuite(loader.loadTestsFromName(name, sys.modules[__name__])
+                                   for name in OPTIONS.tests)
+    elif OPTIONS.suite:
+        suite = loader.loadTestsFromTestCase(SUITES[OPTIONS.suite])
+    else:
+        suite = unittest.TestSuite(loader.loadTestsFromTestCase(case) for case in SUITES.values())
+    result = unittest.TextTestRunner(verbosity=2).run(suite)
+    return 0 if result.wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
