@@ -85,7 +85,11 @@ bool EventLoopExecutor::runOne(std::unique_lock<std::mutex>& lock, SteadyTime un
                                bool returnWhenIdle) {
     for (;;) {
         std::erase_if(timers_, [](const Timer& timer) { return timer.cancelled->load(); });
-        if (stopRequested_ || (returnWhenIdle && isIdleLocked())) {
+        if (stopRequested_) {
+            stopRequested_ = false;  // one stop() ends one loop, whenever it was asked for
+            return false;
+        }
+        if (returnWhenIdle && isIdleLocked()) {
             return false;
         }
         if (!mainQueue_.empty()) {
@@ -119,7 +123,6 @@ bool EventLoopExecutor::runOne(std::unique_lock<std::mutex>& lock, SteadyTime un
 
 void EventLoopExecutor::run() {
     std::unique_lock lock(mutex_);
-    stopRequested_ = false;
     while (runOne(lock, SteadyTime::max(), false)) {
     }
 }
@@ -135,7 +138,6 @@ void EventLoopExecutor::stop() {
 bool EventLoopExecutor::runUntil(const std::function<bool()>& done, Duration timeout) {
     const auto until = std::chrono::steady_clock::now() + timeout;
     std::unique_lock lock(mutex_);
-    stopRequested_ = false;
     for (;;) {
         lock.unlock();
         const bool finished = done();
@@ -152,7 +154,6 @@ bool EventLoopExecutor::runUntil(const std::function<bool()>& done, Duration tim
 bool EventLoopExecutor::runUntilIdle(Duration timeout) {
     const auto until = std::chrono::steady_clock::now() + timeout;
     std::unique_lock lock(mutex_);
-    stopRequested_ = false;
     while (runOne(lock, until, true)) {
     }
     return isIdleLocked();

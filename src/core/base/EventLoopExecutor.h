@@ -27,8 +27,10 @@ class EventLoopExecutor final : public Executor {
     ScheduledTask postAfter(Duration delay, Task task) override;
     void runInBackground(Task task) override;
 
-    /// Runs the main queue until stop() is called.
+    /// Runs the main queue until stop() is called. A stop() that comes before run() starts is
+    /// not lost: run() then returns at once.
     void run();
+    /// Makes run() return; from any thread.
     void stop();
 
     /// Runs the main queue until `done()` holds (checked after every task) or `timeout` passes.

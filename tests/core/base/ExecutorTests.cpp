@@ -94,3 +94,18 @@ TEST(EventLoopExecutor, RunUntilGivesUpAtTheTimeout) {
     EventLoopExecutor executor;
     EXPECT_FALSE(executor.runUntil([] { return false; }, 10ms));
 }
+
+TEST(EventLoopExecutor, AStopRequestedBeforeRunIsNotLost) {
+    EventLoopExecutor executor;
+    std::thread stopper([&] { executor.stop(); });
+    stopper.join();
+    executor.run();  // returns at once instead of waiting for a second stop()
+
+    bool ranAfterRestart = false;
+    executor.post([&] {
+        ranAfterRestart = true;
+        executor.stop();
+    });
+    executor.run();
+    EXPECT_TRUE(ranAfterRestart);
+}
