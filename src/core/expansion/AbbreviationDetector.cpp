@@ -1,5 +1,7 @@
 #include "core/expansion/AbbreviationDetector.h"
 
+#include <unicode/ustring.h>
+
 #include <algorithm>
 
 #include "core/base/Text.h"
@@ -16,12 +18,15 @@ bool isAscii(std::string_view text) {
                        [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-char32_t lastCodePoint(std::string_view text) {
-    std::size_t start = text.size() - 1;
-    while (start > 0 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80) {
-        --start;
-    }
-    return text::toCodePoints(text.substr(start))[0];
+// Converts into `out`'s own buffer, so that its capacity is reused from keystroke to keystroke.
+void assignUtf8(icu::UnicodeString& out, std::string_view text) {
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t length = 0;
+    const auto capacity = static_cast<int32_t>(text.size()) + 1;
+    UChar* buffer = out.getBuffer(capacity);
+    u_strFromUTF8WithSub(buffer, out.getCapacity(), &length, text.data(),
+                         static_cast<int32_t>(text.size()), 0xFFFD, nullptr, &status);
+    out.releaseBuffer(U_SUCCESS(status) ? length : 0);
 }
 
 bool isLineBreak(std::string_view character) {
@@ -248,24 +253,24 @@ bool AbbreviationDetector::tryRegexes(const CharacterRun& run, TriggerMode wante
         return false;
     }
     const auto text = run.text();
-    bucket->candidatesEndingWith(lastCodePoint(text), regexCandidates_);
+    bucket->candidatesFor(text, regexCandidates_);
+    if (regexCandidates_.empty()) {
+        return false;
+    }
+    assignUtf8(regexInput_, text);
     for (const auto index : regexCandidates_) {
         const auto& snippet = bucket->snippets()[index];
         const auto rules = rules_.resolve(*snippet, settings);
         if (rules.triggerMode != wanted) {
             continue;
         }
-        auto match = regexCache_.matchAtEnd({snippet->abbreviation, rules.caseInsensitive}, text);
-        if (!match) {
+        auto match =
+            regexCache_.matchAtEnd({snippet->abbreviation, rules.caseInsensitive}, regexInput_);
+        if (!match || text::characterCount(match->matched) < minRegexMatchLength) {
             continue;
         }
-        const auto matched = text.substr(match->begin, match->end - match->begin);
-        if (text::characterCount(matched) < minRegexMatchLength) {
-            continue;
-        }
-        const std::string typed(matched);
         expandNow(snippet, rules.inDisabledGroup,
-                  {snippet, typed, typed, std::move(match->captures), trigger});
+                  {snippet, match->matched, match->matched, std::move(match->captures), trigger});
         return true;
     }
     return false;
@@ -437,7 +442,7 @@ void AbbreviationDetector::prewarmRegexes(const std::vector<Snippet>& snippets) 
         using Compiled = std::vector<std::pair<RegexCacheKey, CompiledRegexPair>>;
         auto compiled = std::make_shared<Compiled>();
         for (auto& key : *keys) {
-            if (auto pair = CompiledRegexPair::compile(key)) {
+            if (auto pair = CompiledRegexPair::compile({key.pattern, key.caseInsensitive})) {
                 compiled->emplace_back(std::move(key), std::move(*pair));
             }
         }

@@ -175,6 +175,7 @@ class AbbreviationDetector {
     std::vector<std::size_t> tailLengths_;
     std::vector<std::uint32_t> regexCandidates_;
     std::string lowercaseScratch_;
+    icu::UnicodeString regexInput_;
 
     // Tasks posted to the executor check this before touching the detector.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -1,9 +1,9 @@
 #include "core/expansion/RegexBucket.h"
 
-#include <unicode/uchar.h>
-
 #include <algorithm>
+#include <cctype>
 #include <numeric>
+#include <optional>
 
 namespace wordloom {
 namespace {
@@ -17,54 +17,138 @@ bool isLineTerminator(char32_t c) {
 
 }  // namespace
 
-RegexBucket::RegexBucket(std::vector<SnippetRef> snippets, const std::vector<RegexTailHint>& hints)
+// Which characters a text holds, coarsely: enough to rule out patterns whose first character
+// appears nowhere in it.
+class RegexBucket::TextSummary {
+  public:
+    explicit TextSummary(std::string_view text) {
+        for (const char c : text) {
+            const auto byte = static_cast<unsigned char>(c);
+            if (byte >= 0x80) {
+                nonAscii_ = true;
+            } else {
+                ascii_[lowerAscii(byte)] = true;
+            }
+        }
+        for (char c = '0'; c <= '9'; ++c) {
+            digit_ = digit_ || ascii_[static_cast<unsigned char>(c)];
+        }
+        word_ = digit_ || ascii_['_'];
+        for (char c = 'a'; c <= 'z'; ++c) {
+            word_ = word_ || ascii_[static_cast<unsigned char>(c)];
+        }
+    }
+
+    // Case folding and Unicode digits reach beyond ASCII: any non-ASCII text may match.
+    bool mayHoldLiteral(char lowered) const {
+        return nonAscii_ || ascii_[static_cast<unsigned char>(lowered)];
+    }
+    bool mayHoldDigit() const { return nonAscii_ || digit_; }
+    bool mayHoldWord() const { return nonAscii_ || word_; }
+
+  private:
+    static unsigned char lowerAscii(unsigned char c) {
+        return (c >= 'A' && c <= 'Z') ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
+    }
+
+    std::array<bool, 128> ascii_{};
+    bool digit_ = false;
+    bool word_ = false;
+    bool nonAscii_ = false;
+};
+
+void RegexBucket::ByFirstCharacter::add(const RegexCharacterHint& first, std::uint32_t index) {
+    switch (first.kind) {
+        case RegexCharacterHint::Kind::literal: {
+            const auto found = std::find_if(literal.begin(), literal.end(), [&](const auto& entry) {
+                return entry.first == first.literal;
+            });
+            if (found == literal.end()) {
+                literal.push_back({first.literal, {index}});
+            } else {
+                found->second.push_back(index);
+            }
+            return;
+        }
+        case RegexCharacterHint::Kind::digit:
+            digit.push_back(index);
+            return;
+        case RegexCharacterHint::Kind::word:
+            word.push_back(index);
+            return;
+        case RegexCharacterHint::Kind::any:
+            any.push_back(index);
+            return;
+    }
+}
+
+void RegexBucket::ByFirstCharacter::appendPossible(const TextSummary& text,
+                                                   std::vector<std::uint32_t>& out) const {
+    const auto append = [&](const std::vector<std::uint32_t>& list) {
+        out.insert(out.end(), list.begin(), list.end());
+    };
+    append(any);
+    if (!digit.empty() && text.mayHoldDigit()) {
+        append(digit);
+    }
+    if (!word.empty() && text.mayHoldWord()) {
+        append(word);
+    }
+    for (const auto& [character, list] : literal) {
+        if (text.mayHoldLiteral(character)) {
+            append(list);
+        }
+    }
+}
+
+RegexBucket::RegexBucket(std::vector<SnippetRef> snippets, std::vector<RegexHints> hints)
     : snippets_(std::move(snippets)) {
     for (std::uint32_t i = 0; i < snippets_.size(); ++i) {
-        const auto& hint = hints[i];
-        switch (hint.kind) {
-            case RegexTailHint::Kind::any:
-                unrestricted_.push_back(i);
+        const auto& [first, last] = hints[i];
+        switch (last.kind) {
+            case RegexCharacterHint::Kind::literal:
+                endingWithLiteral_[static_cast<unsigned char>(last.literal)].add(first, i);
                 break;
-            case RegexTailHint::Kind::literal:
-                byAsciiLiteral_[static_cast<unsigned char>(hint.literal)].push_back(i);
+            case RegexCharacterHint::Kind::digit:
+                endingWithDigit_.add(first, i);
                 break;
-            case RegexTailHint::Kind::digit:
-                digit_.push_back(i);
+            case RegexCharacterHint::Kind::word:
+                endingWithWord_.add(first, i);
                 break;
-            case RegexTailHint::Kind::word:
-                word_.push_back(i);
+            case RegexCharacterHint::Kind::any:
+                endingAnywhere_.add(first, i);
                 break;
         }
     }
 }
 
-void RegexBucket::candidatesEndingWith(char32_t lastCodePoint,
-                                       std::vector<std::uint32_t>& out) const {
+void RegexBucket::candidatesFor(std::string_view text, std::vector<std::uint32_t>& out) const {
     out.clear();
-    if (snippets_.empty()) {
+    if (snippets_.empty() || text.empty()) {
         return;
     }
-    if (lastCodePoint >= 0x80 || isLineTerminator(lastCodePoint)) {
+    const auto lastByte = static_cast<unsigned char>(text.back());
+    if (lastByte >= 0x80 || isLineTerminator(lastByte)) {
         // Non-ASCII endings are rare; try everything rather than reason about case folding.
         out.resize(snippets_.size());
         std::iota(out.begin(), out.end(), 0U);
         return;
     }
-    const auto append = [&](const std::vector<std::uint32_t>& list) {
-        out.insert(out.end(), list.begin(), list.end());
-    };
-    append(unrestricted_);
-    char lower = static_cast<char>(lastCodePoint);
-    if (lower >= 'A' && lower <= 'Z') {
-        lower = static_cast<char>(lower + ('a' - 'A'));
-    }
-    append(byAsciiLiteral_[static_cast<unsigned char>(lower)]);
-    if (u_isdigit(static_cast<UChar32>(lastCodePoint)) != 0) {
-        append(digit_);
-    }
-    if ((lastCodePoint >= '0' && lastCodePoint <= '9') || (lower >= 'a' && lower <= 'z') ||
-        lastCodePoint == U'_') {
-        append(word_);
+    const auto lower = (lastByte >= 'A' && lastByte <= 'Z') ? lastByte + ('a' - 'A') : lastByte;
+    const bool digit = lower >= '0' && lower <= '9';
+    const bool word = digit || (lower >= 'a' && lower <= 'z') || lower == '_';
+    const ByFirstCharacter* lists[] = {&endingAnywhere_, &endingWithLiteral_[lower],
+                                       digit ? &endingWithDigit_ : nullptr,
+                                       word ? &endingWithWord_ : nullptr};
+    std::optional<TextSummary> summary;
+    for (const auto* list : lists) {
+        if (list == nullptr || list->empty()) {
+            continue;
+        }
+        if (!summary) {
+            summary.emplace(text);
+        }
+        list->appendPossible(*summary, out);
     }
     std::sort(out.begin(), out.end());
 }

@@ -1,30 +1,34 @@
 #include "core/expansion/RegexCache.h"
 
-#include <unicode/utext.h>
-
 namespace wordloom {
 namespace {
 
 constexpr std::size_t maxRememberedInvalidPatterns = 256;
 
-std::unique_ptr<icu::RegexPattern> compilePattern(const std::string& pattern,
-                                                  bool caseInsensitive) {
+std::unique_ptr<icu::RegexPattern> compilePattern(std::string_view pattern, bool caseInsensitive) {
     UErrorCode status = U_ZERO_ERROR;
     UParseError parseError;
     std::unique_ptr<icu::RegexPattern> compiled(icu::RegexPattern::compile(
-        icu::UnicodeString::fromUTF8(pattern), caseInsensitive ? UREGEX_CASE_INSENSITIVE : 0,
-        parseError, status));
+        icu::UnicodeString::fromUTF8(
+            icu::StringPiece(pattern.data(), static_cast<int32_t>(pattern.size()))),
+        caseInsensitive ? UREGEX_CASE_INSENSITIVE : 0, parseError, status));
     if (U_FAILURE(status)) {
         return nullptr;
     }
     return compiled;
 }
 
+std::string toUtf8(const icu::UnicodeString& text, int32_t start, int32_t end) {
+    std::string out;
+    text.tempSubStringBetween(start, end).toUTF8String(out);
+    return out;
+}
+
 }  // namespace
 
-std::optional<CompiledRegexPair> CompiledRegexPair::compile(const RegexCacheKey& key) {
+std::optional<CompiledRegexPair> CompiledRegexPair::compile(const RegexCacheKeyView& key) {
     CompiledRegexPair pair;
-    pair.anchored = compilePattern("(" + key.pattern + ")$", key.caseInsensitive);
+    pair.anchored = compilePattern("(" + std::string(key.pattern) + ")$", key.caseInsensitive);
     pair.plain = compilePattern(key.pattern, key.caseInsensitive);
     if (!pair.anchored || !pair.plain) {
         return std::nullopt;
@@ -36,7 +40,7 @@ RegexCache::RegexCache(std::size_t capacity) : capacity_(capacity) {}
 
 RegexCache::~RegexCache() = default;
 
-RegexCache::Entry* RegexCache::find(const RegexCacheKey& key) {
+RegexCache::Entry* RegexCache::find(const RegexCacheKeyView& key) {
     const auto found = entries_.find(key);
     if (found == entries_.end()) {
         return nullptr;
@@ -60,73 +64,75 @@ RegexCache::Entry& RegexCache::insert(RegexCacheKey key, CompiledRegexPair pair)
     return entry;
 }
 
-const CompiledRegexPair* RegexCache::lookup(const RegexCacheKey& key) {
+RegexCache::Entry* RegexCache::findOrCompile(const RegexCacheKeyView& key) {
     if (auto* entry = find(key)) {
-        return &entry->pair;
+        return entry;
     }
-    if (invalid_.count(key) != 0) {
+    if (invalid_.find(key) != invalid_.end()) {
         return nullptr;
     }
     auto compiled = CompiledRegexPair::compile(key);
+    RegexCacheKey owned{std::string(key.pattern), key.caseInsensitive};
     if (!compiled) {
         if (invalid_.size() >= maxRememberedInvalidPatterns) {
             invalid_.clear();
         }
-        invalid_.insert(key);
+        invalid_.insert(std::move(owned));
         return nullptr;
     }
-    return &insert(key, std::move(*compiled)).pair;
+    return &insert(std::move(owned), std::move(*compiled));
+}
+
+const CompiledRegexPair* RegexCache::lookup(const RegexCacheKeyView& key) {
+    auto* entry = findOrCompile(key);
+    return entry ? &entry->pair : nullptr;
 }
 
 void RegexCache::insertPrecompiled(RegexCacheKey key, CompiledRegexPair pair) {
-    if (entries_.count(key) != 0) {
+    if (entries_.find(key) != entries_.end()) {
         return;
     }
     insert(std::move(key), std::move(pair));
 }
 
-std::optional<RegexMatch> RegexCache::matchAtEnd(const RegexCacheKey& key, std::string_view text) {
-    if (!lookup(key)) {
+std::optional<RegexMatch> RegexCache::matchAtEndOfUtf8(const RegexCacheKeyView& key,
+                                                       std::string_view text) {
+    return matchAtEnd(key, icu::UnicodeString::fromUTF8(
+                               icu::StringPiece(text.data(), static_cast<int32_t>(text.size()))));
+}
+
+std::optional<RegexMatch> RegexCache::matchAtEnd(const RegexCacheKeyView& key,
+                                                 const icu::UnicodeString& text) {
+    Entry* entry = findOrCompile(key);
+    if (!entry) {
         return std::nullopt;
     }
-    Entry& entry = entries_.find(key)->second;
     UErrorCode status = U_ZERO_ERROR;
-    if (!entry.matcher) {
-        entry.matcher.reset(entry.pair.anchored->matcher(status));
-        if (U_FAILURE(status) || !entry.matcher) {
-            entry.matcher.reset();
+    if (!entry->matcher) {
+        entry->matcher.reset(entry->pair.anchored->matcher(status));
+        if (U_FAILURE(status) || !entry->matcher) {
+            entry->matcher.reset();
             return std::nullopt;
         }
     }
-    // Matching UTF-8 in place: native indexes are byte offsets, and nothing is converted.
-    UText input = UTEXT_INITIALIZER;
-    utext_openUTF8(&input, text.data(), static_cast<int64_t>(text.size()), &status);
+    // UTF-16 input takes ICU's fast path; the matcher only keeps a reference to `text` until
+    // its next reset.
+    auto& matcher = *entry->matcher;
+    matcher.reset(text);
+    if (!matcher.find(status) || U_FAILURE(status)) {
+        return std::nullopt;
+    }
+    RegexMatch match;
+    match.matched = toUtf8(text, matcher.start(1, status), matcher.end(1, status));
+    for (int32_t group = 2; group <= matcher.groupCount(); ++group) {
+        const auto begin = matcher.start(group, status);
+        match.captures.push_back(begin < 0 ? std::string()
+                                           : toUtf8(text, begin, matcher.end(group, status)));
+    }
     if (U_FAILURE(status)) {
         return std::nullopt;
     }
-    auto& matcher = *entry.matcher;
-    matcher.reset(&input);
-    std::optional<RegexMatch> result;
-    if (matcher.find(status) && U_SUCCESS(status)) {
-        RegexMatch match;
-        match.begin = static_cast<std::size_t>(matcher.start64(1, status));
-        match.end = static_cast<std::size_t>(matcher.end64(1, status));
-        for (int32_t group = 2; group <= matcher.groupCount(); ++group) {
-            const auto begin = matcher.start64(group, status);
-            const auto end = matcher.end64(group, status);
-            match.captures.emplace_back(begin < 0
-                                            ? std::string_view()
-                                            : text.substr(static_cast<std::size_t>(begin),
-                                                          static_cast<std::size_t>(end - begin)));
-        }
-        if (U_SUCCESS(status)) {
-            result = std::move(match);
-        }
-    }
-    // The matcher keeps its own shallow clone of `input`; it is only read again after the next
-    // reset.
-    utext_close(&input);
-    return result;
+    return match;
 }
 
 std::vector<RegexCacheKey> RegexCache::keysInOrder() const {

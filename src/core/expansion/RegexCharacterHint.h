@@ -4,12 +4,13 @@
 
 namespace wordloom {
 
-/// What a regex abbreviation's last matched code point must be, worked out from the pattern's
-/// final atom, so that a keystroke only runs the patterns that could end on it.
+/// What the first or the last code point of a regex abbreviation's match must be, worked out
+/// from the pattern's first or final atom, so that a keystroke only runs the patterns that
+/// could match the typed text.
 ///
 /// The analysis is deliberately shallow: anything it does not fully understand (alternation,
-/// classes, groups, optional endings, inline flags, quoting) gives `any`, which never filters.
-struct RegexTailHint {
+/// classes, optional atoms, inline flags, quoting) gives `any`, which never filters.
+struct RegexCharacterHint {
     enum class Kind {
         any,      ///< no restriction known
         literal,  ///< an ASCII character, compared without case
@@ -20,9 +21,12 @@ struct RegexTailHint {
     Kind kind = Kind::any;
     char literal = 0;  ///< lower-cased, for Kind::literal
 
-    static RegexTailHint analyse(std::string_view pattern);
+    /// What a match of `pattern` ends on.
+    static RegexCharacterHint lastCharacter(std::string_view pattern);
+    /// What a match of `pattern` begins with.
+    static RegexCharacterHint firstCharacter(std::string_view pattern);
 
-    bool operator==(const RegexTailHint&) const = default;
+    bool operator==(const RegexCharacterHint&) const = default;
 };
 
 }  // namespace wordloom

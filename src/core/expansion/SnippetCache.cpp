@@ -39,9 +39,9 @@ struct SnippetCache::Index {
     StringMap<SnippetBucket> lowercaseCache;
     std::unordered_map<Uuid, std::vector<SnippetRef>> groupCache;
     std::vector<SnippetRef> regexSnippets;
-    std::vector<RegexTailHint> regexHints;  // one per regex snippet
-    SnippetTrie prefixTrie;                 // lower-cased abbreviations
-    SnippetTrie reversedTrie;               // lower-cased abbreviations, bytes reversed
+    std::vector<RegexHints> regexHints;  // one per regex snippet
+    SnippetTrie prefixTrie;              // lower-cased abbreviations
+    SnippetTrie reversedTrie;            // lower-cased abbreviations, bytes reversed
     std::map<std::size_t, std::size_t> abbreviationLengthCounts;
     std::size_t maxAbbreviationLength = 0;
 
@@ -63,7 +63,7 @@ struct SnippetCache::Index {
         }
         if (snippet->matchType == AbbreviationMatchType::regex) {
             regexSnippets.push_back(snippet);
-            regexHints.push_back(RegexTailHint::analyse(snippet->abbreviation));
+            regexHints.push_back(RegexHints::of(snippet->abbreviation));
             return;
         }
         auto& exact = abbreviationCache[snippet->abbreviation];
@@ -126,7 +126,7 @@ std::unique_ptr<SnippetCache::Index> SnippetCache::buildIndex(std::vector<Snippe
             index->groupCache[*ref->groupId].push_back(ref);
         }
         if (ref->matchType == AbbreviationMatchType::regex) {
-            index->regexHints.push_back(RegexTailHint::analyse(ref->abbreviation));
+            index->regexHints.push_back(RegexHints::of(ref->abbreviation));
             index->regexSnippets.push_back(std::move(ref));
             continue;
         }
@@ -219,7 +219,7 @@ std::shared_ptr<const RegexBucket> SnippetCache::regexSnippetsForApplication(
     }
     const auto& index = *state_->index;
     std::vector<SnippetRef> eligible;
-    std::vector<RegexTailHint> hints;
+    std::vector<RegexHints> hints;
     for (std::size_t i = 0; i < index.regexSnippets.size(); ++i) {
         if (passesApplicationFilter(*index.regexSnippets[i], bundleId)) {
             eligible.push_back(index.regexSnippets[i]);
@@ -227,7 +227,8 @@ std::shared_ptr<const RegexBucket> SnippetCache::regexSnippetsForApplication(
         }
     }
     state_->lastBundleIdForRegex = bundleId;
-    state_->cachedRegexBucket = std::make_shared<const RegexBucket>(std::move(eligible), hints);
+    state_->cachedRegexBucket =
+        std::make_shared<const RegexBucket>(std::move(eligible), std::move(hints));
     return state_->cachedRegexBucket;
 }
 

@@ -10,6 +10,9 @@ namespace {
 // already visited, or the depth limit. `visit` returns false to stop early.
 template <typename Visit>
 void walkGroupChain(const SnippetGroupLookup& groups, const Snippet& snippet, Visit visit) {
+    if (!snippet.groupId) {
+        return;
+    }
     std::array<Uuid, SnippetRules::maxGroupDepth> visited;
     std::size_t depth = 0;
     auto next = snippet.groupId;

@@ -251,6 +251,18 @@ TEST_F(AbbreviationDetectorTest, PasswordFieldsAndMissingAccessibility) {
     EXPECT_EQ(takeEvents(), Events{"expand ;pw"});
 }
 
+TEST(SecureTextField, BySubroleOrRoleDescriptionInAnyCase) {
+    const auto field = [](std::string subrole, std::string description) {
+        return FocusedElement{{"id"}, "AXTextField", std::move(subrole), std::move(description)};
+    };
+    EXPECT_TRUE(isSecureTextField(field("AXSecureTextField", "")));
+    EXPECT_TRUE(isSecureTextField(field("", "Secure Text Field")));
+    EXPECT_TRUE(isSecureTextField(field("", "PASSWORD entry")));
+    EXPECT_TRUE(isSecureTextField(field("", "Champ PASSWORD \u00E9tendu")));
+    EXPECT_FALSE(isSecureTextField(field("AXSearchField", "search text field")));
+    EXPECT_FALSE(isSecureTextField(field("", "")));
+}
+
 TEST_F(AbbreviationDetectorTest, TypingIntoAPasswordFieldDropsAWaitingMatch) {
     settings.value.delayAmbiguousExpansions = true;
     library({makeSnippet(";em"), makeSnippet(";email")});
