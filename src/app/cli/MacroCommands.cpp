@@ -66,8 +66,8 @@ struct EvaluationSetup {
     EvaluationContext context;
 };
 
-void prepareContext(const CommandInvocation& invocation, const ParsedArguments& arguments,
-                    LibrarySession& session, EvaluationSetup& setup) {
+void prepareContext(const ParsedArguments& arguments, LibrarySession& session,
+                    EvaluationSetup& setup) {
     EvaluationContext& context = setup.context;
     if (auto now = arguments.value("now")) {
         auto parsed = parseIso8601(*now);
@@ -98,7 +98,6 @@ void prepareContext(const CommandInvocation& invocation, const ParsedArguments& 
     setup.ai = std::make_unique<AIService>(
         [settings = AIServiceSettings::from(session.settings().settings())] { return settings; });
     context.aiService = setup.ai.get();
-    (void)invocation;
 }
 
 bool isInteractive(const CommandInvocation& invocation) {
@@ -232,7 +231,7 @@ int expandCommand(CommandInvocation& invocation) {
                            "\u201d is an image snippet: it has no text to expand.");
     }
     EvaluationSetup setup;
-    prepareContext(invocation, arguments, *session, setup);
+    prepareContext(arguments, *session, setup);
     setup.context.visitedAbbreviations.insert(snippet.abbreviation);
     if (snippet.contentType == ContentType::javaScript) {
         return printResult(invocation, arguments, runScriptSnippet(snippet, setup.context));
@@ -252,7 +251,7 @@ int evalCommand(CommandInvocation& invocation) {
     }
     auto session = openLibrary(invocation, arguments);
     EvaluationSetup setup;
-    prepareContext(invocation, arguments, *session, setup);
+    prepareContext(arguments, *session, setup);
     return printResult(invocation, arguments,
                        evaluateContent(invocation, arguments, *content, setup.context));
 }

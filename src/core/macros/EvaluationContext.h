@@ -34,7 +34,8 @@ struct EvaluationContext {
     std::map<std::string, std::string> fillInValues;
     /// Prefix that makes field keys of nested snippets unique; empty at the top.
     std::string fillInPath;
-    /// Results kept across evaluations of one expansion; created on first use when null.
+    /// Results kept across evaluations of one expansion. When null, each evaluation uses a plan
+    /// of its own.
     std::shared_ptr<MacroEvaluationPlan> evaluationPlan;
     /// Editor preview: no scripts or AI requests run (their macros stay as written and AI
     /// requests are listed as pending).
