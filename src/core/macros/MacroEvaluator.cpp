@@ -109,15 +109,25 @@ class EvaluationRun {
         auto fields =
             FillInFieldCollector::collect(level.content, context.fillInPath, level.parentTag);
         level.hasFillInMacros = !fields.empty();
-        level.aiVariables = {{"clipboard", context.capturedClipboard.value_or("")},
-                             {"selected", context.capturedSelectedText.value_or("")},
-                             {"selection", context.capturedSelectedText.value_or("")}};
+        // AI prompts may name the captured texts and the named fields; most contents have no AI
+        // macro, so the variables are only gathered for those that do.
+        const bool asksAI =
+            std::any_of(level.macros.begin(), level.macros.end(), [](const auto& m) {
+                return std::holds_alternative<macro::AI>(m.type) ||
+                       std::holds_alternative<macro::ConditionalIf>(m.type) ||
+                       std::holds_alternative<macro::ConditionalElseIf>(m.type);
+            });
+        if (asksAI) {
+            level.aiVariables = {{"clipboard", context.capturedClipboard.value_or("")},
+                                 {"selected", context.capturedSelectedText.value_or("")},
+                                 {"selection", context.capturedSelectedText.value_or("")}};
+        }
         for (FillInField& field : fields) {
             auto entered = context.fillInValues.find(field.valueKey);
             if (entered != context.fillInValues.end()) {
                 field.value = entered->second;
             }
-            if (field.valueKey.rfind(FillInFieldCollector::unnamedKeyPrefix, 0) != 0) {
+            if (asksAI && field.valueKey.rfind(FillInFieldCollector::unnamedKeyPrefix, 0) != 0) {
                 level.aiVariables.emplace(field.name, field.value);
             }
             out.fields.push_back(std::move(field));

@@ -258,6 +258,7 @@ std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
     }
     CharacterView characters(content);
     const std::size_t n = characters.size();
+    macros.reserve(16);
     std::size_t i = 0;
     while (i + 1 < n) {
         i = characters.find('{', i);
