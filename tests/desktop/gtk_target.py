@@ -8,7 +8,11 @@ import sys
 import gi
 
 gi.require_version("Gtk", "3.0")
-from gi.repository import GLib, Gtk  # noqa: E402
+from gi.repository import GLib  # noqa: E402
+
+# Before GTK starts, so that its windows' class (the application id) is "Wordloom-gtk-target".
+GLib.set_prgname("wordloom-gtk-target")
+from gi.repository import Gtk  # noqa: E402
 
 output, kind = sys.argv[1], sys.argv[2]
 
@@ -20,7 +24,6 @@ def save(text):
     os.replace(temporary, output)
 
 
-GLib.set_prgname("wordloom-gtk-target")
 window = Gtk.Window(title="Wordloom GTK " + kind)
 window.set_default_size(600, 300)
 window.connect("destroy", Gtk.main_quit)

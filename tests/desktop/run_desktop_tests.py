@@ -138,7 +138,7 @@ class ExpansionTests(DesktopTestCase):
         {"abbreviation": ";em", "content": "me@example.com"},
         {"abbreviation": ";email", "content": "Email me soon"},
         {"abbreviation": ";fi", "content": "Dear {{input:name}},", "label": "Greeting"},
-        {"abbreviation": ";only", "content": "gtk only", "apps": ["wordloom-gtk-target"]},
+        {"abbreviation": ";only", "content": "gtk only", "apps": ["Wordloom-gtk-target"]},
     ]
     settings = {"smartCaseEnabled": "true", "delayAmbiguousExpansions": "true"}
 
@@ -156,10 +156,13 @@ class ExpansionTests(DesktopTestCase):
 
     def test_qt_editor_gets_unicode_long_text_cursor_keys_and_smart_case(self):
         path, _ = self.open_qt()
-        self.typist.type(";uni ")
-        self.expect_text(path, "Grüße, 東京 🇸🇪 — “quoted” ")
-        self.typist.type(";CASE ;Case ")
-        self.expect_text(path, "Grüße, 東京 🇸🇪 — “quoted” HELLO WORLD Hello world ")
+        self.typist.type(";uni")
+        self.expect_text(path, "Grüße, 東京 🇸🇪 — “quoted”")
+        self.typist.type(" ;CASE")
+        self.expect_text(path, "Grüße, 東京 🇸🇪 — “quoted” HELLO WORLD")
+        self.typist.type(" ;Case")
+        self.expect_text(path, "Grüße, 東京 🇸🇪 — “quoted” HELLO WORLD Hello world")
+        self.typist.type(" ")
         self.typist.key("Return")
         self.typist.type("x addr.")
         self.expect_text(path, "Grüße, 東京 🇸🇪 — “quoted” HELLO WORLD Hello world \nx 1 Main St.")

@@ -221,6 +221,10 @@ bool TextInserter::insert(const InsertionPlan& plan) {
             succeeded = paste(chord) && succeeded;
             const bool last = index + 1 == plan.segments.size();
             sleeper_.sleep(last ? timing_.afterLastSegment : timing_.afterMiddleSegment);
+            if (!last) {
+                // The next write replaces what the target may not have fetched yet.
+                pasteboard_.waitUntilRead(timing_.readQuiet, timing_.readLimit);
+            }
             inserted += text::characterCount(segment.text);
             insertedText += segment.text;
         }

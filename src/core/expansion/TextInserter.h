@@ -35,7 +35,8 @@ class TextInserter {
         Duration afterPaste = std::chrono::milliseconds(30);
         Duration afterMiddleSegment = std::chrono::milliseconds(100);
         Duration afterLastSegment = std::chrono::milliseconds(250);
-        /// Until the target has read the pasteboard: this long without another read...
+        /// Before the next segment's write and before the restore, until the target has read
+        /// the pasteboard: this long without another read...
         Duration readQuiet = std::chrono::milliseconds(50);
         /// ...but never longer than this.
         Duration readLimit = std::chrono::seconds(2);

@@ -63,9 +63,11 @@ TEST(TextInserterTests, SecondSegmentIsNotMistakenForTheUsersClipboard) {
     EXPECT_EQ(rig.pasteboard.snapshotCount(), 1u);
     EXPECT_EQ(rig.pasteboard.contents(PasteboardSelection::clipboard),
               InserterRig::userClipboard());
-    // A middle segment is followed by the shorter wait.
+    // A middle segment is followed by the shorter wait, and the target must have read it before
+    // the next segment replaces it.
     EXPECT_EQ(std::count(rig.sleeper.sleeps.begin(), rig.sleeper.sleeps.end(), milliseconds(100)),
               1);
+    EXPECT_EQ(rig.pasteboard.waitCount(), 2u);
 }
 
 TEST(TextInserterTests, ACopyMadeDuringTheFinalWaitSurvives) {
