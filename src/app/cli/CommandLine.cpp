@@ -7,6 +7,7 @@
 #include "app/cli/BackupCommands.h"
 #include "app/cli/CommandErrors.h"
 #include "app/cli/CommandRegistry.h"
+#include "app/cli/DetectionCommands.h"
 #include "app/cli/GroupCommands.h"
 #include "app/cli/LibraryCommands.h"
 #include "app/cli/MacroCommands.h"
@@ -26,6 +27,7 @@ CommandRegistry makeRegistry() {
     registerBackupCommands(registry);
     registerSettingsCommands(registry);
     registerStartCommand(registry);
+    registerDetectionCommands(registry);
     return registry;
 }
 
