@@ -5,14 +5,17 @@
 //                                               change, its caret to OUTPUT.caret
 //   wordloom-test-window copy TYPE FILE ...     owns the clipboard with those formats until killed
 //   wordloom-test-window read FOLDER            writes each clipboard format to FOLDER/<hex type>
+//   wordloom-test-window screenshot FILE        saves the whole screen as a PNG
 
 #include <QApplication>
 #include <QClipboard>
 #include <QDir>
 #include <QFile>
 #include <QMimeData>
+#include <QPixmap>
 #include <QPlainTextEdit>
 #include <QSaveFile>
+#include <QScreen>
 #include <QTextCursor>
 #include <QTimer>
 #include <cstdio>
@@ -89,7 +92,12 @@ int main(int argc, char** argv) {
     if (arguments.size() >= 3 && arguments[1] == "read") {
         return runRead(arguments[2]);
     }
-    std::fputs("usage: wordloom-test-window editor OUTPUT | copy TYPE FILE... | read FOLDER\n",
-               stderr);
+    if (arguments.size() >= 3 && arguments[1] == "screenshot") {
+        return QGuiApplication::primaryScreen()->grabWindow(0).save(arguments[2], "PNG") ? 0 : 1;
+    }
+    std::fputs(
+        "usage: wordloom-test-window editor OUTPUT | copy TYPE FILE... | read FOLDER | "
+        "screenshot FILE\n",
+        stderr);
     return 2;
 }

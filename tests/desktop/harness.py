@@ -174,10 +174,9 @@ class Desktop:
         """Kills the X server (and the window manager with it) and starts a new one on the
         same display number, as when the user's X server restarts."""
         number = self.display[1:]
-        os.killpg(self.xvfb.pid, signal.SIGKILL)
-        self.xvfb.wait()
-        wait_for(lambda: not os.path.exists("/tmp/.X11-unix/X" + number), what="the old server")
-        for path in ("/tmp/.X%s-lock" % number,):
+        os.killpg(self.xvfb.pid, signal.SIGTERM)
+        self.xvfb.wait(timeout=10)
+        for path in ("/tmp/.X11-unix/X" + number, "/tmp/.X%s-lock" % number):
             if os.path.exists(path):
                 os.remove(path)
         self.xvfb = subprocess.Popen(

@@ -220,6 +220,8 @@ class ExpansionTests(DesktopTestCase):
 
 
 class ClipboardTests(DesktopTestCase):
+    settings = {"debugLoggingEnabled": "true"}
+
     def test_user_clipboard_is_restored_with_every_format(self):
         formats = {"text/plain": b"user text", "text/html": b"<b>user</b> text",
                    "application/x-wordloom-test": bytes(range(256))}
@@ -261,8 +263,13 @@ class ClipboardTests(DesktopTestCase):
         path = self.output("xterm.txt")
         self.desktop.spawn(["xterm", "-e", "sh", "-c", "stty -echo; cat > '%s'" % path])
         wait_for(lambda: read(path) is not None, what="xterm")
-        time.sleep(0.5)
-        self.typist.type("$ ;sig\n")
+        wait_for(lambda: "XTerm" in active_window_property(self.desktop, "WM_CLASS"),
+                 what="xterm to be active")
+        self.typist.type("$ ;sig")
+        # The terminal shows nothing before Return; Return must wait for the expansion.
+        wait_for(lambda: "Expansion finished" in read(self.wordloom.log), what="the expansion")
+        self.typist.wait_keys_released()
+        self.typist.type("\n")
         self.expect_text(path, "$ Best regards, Anna\n")
 
 
@@ -292,19 +299,44 @@ class RobustnessTests(DesktopTestCase):
         self.expect_text(path, "Best regards, Anna")
 
 
-def active_window_name(desktop):
+class AccessibilityBusTests(DesktopTestCase):
+    def test_a_restarted_accessibility_bus_is_recovered(self):
+        path, _ = self.open_gtk()
+        self.typist.type(";sig")
+        self.expect_text(path, "Best regards, Anna")
+        os.killpg(self.desktop.atspi.pid, signal.SIGTERM)
+        self.desktop.atspi.wait(timeout=10)
+        wait_for(lambda: "accessibility bus went away" in read(self.wordloom.log),
+                 what="wordloom to notice")
+        self.desktop.start_accessibility_bus()
+        wait_for(lambda: read(self.wordloom.log).count("Wordloom is running") == 2, timeout=30,
+                 what="wordloom to run again")
+        path, _ = self.open_gtk(name="gtk-again")
+        self.typist.type(";sig")
+        self.expect_text(path, "Best regards, Anna", timeout=20)
+        password, _ = self.open_gtk("password", name="password")
+        self.typist.type(";sig")
+        time.sleep(1.0)  # nothing may happen: give it the chance to go wrong
+        self.assertEqual(read(password), ";sig")
+
+
+def active_window_property(desktop, name):
     result = subprocess.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"], env=desktop.env,
                             capture_output=True, text=True)
-    window = result.stdout.strip().split()[-1]
+    window = result.stdout.strip().split()[-1] if result.stdout.strip() else ""
     if not window.startswith("0x") or window == "0x0":
         return ""
-    result = subprocess.run(["xprop", "-id", window, "WM_NAME"], env=desktop.env,
+    result = subprocess.run(["xprop", "-id", window, name], env=desktop.env,
                             capture_output=True, text=True)
     return result.stdout
 
 
+def active_window_name(desktop):
+    return active_window_property(desktop, "WM_NAME")
+
+
 SUITES = {"expansion": ExpansionTests, "clipboard": ClipboardTests,
-          "robustness": RobustnessTests}
+          "robustness": RobustnessTests, "accessibility": AccessibilityBusTests}
 
 
 def main():

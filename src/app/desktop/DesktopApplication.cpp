@@ -100,6 +100,7 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     AtspiAccessibilityService accessibility(
         executor, [&] { return frontmost.activeWindowProcessId(); },
         [&] { return frontmost.activeWindowIdentity(); });
+    accessibility.onBusLost = [] { QApplication::exit(restartExitStatus); };
     AbbreviationDetector detector(groups, settings, accessibility, cache, executor);
 
     InjectedKeyLedger ledger;

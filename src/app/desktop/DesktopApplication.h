@@ -11,6 +11,9 @@ struct DesktopLocation {
     std::filesystem::path configFolder;
 };
 
+/// The application's exit status when it must start again (the accessibility bus restarted).
+inline constexpr int restartExitStatus = 75;
+
 /// Wordloom on the desktop: builds every service once (stores, snippet cache, detector,
 /// accessibility, keyboard monitor, inserter, engine, windows), starts the engine once
 /// accessibility is available, and runs the Qt event loop until asked to quit. Returns the

@@ -133,6 +133,10 @@ int superviseDesktopApplication(const DesktopLocation& location, const std::stri
         if (stopRequested || (WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
             return 0;
         }
+        if (WIFEXITED(status) && WEXITSTATUS(status) == restartExitStatus) {
+            logger.info("Starting again to reach the new accessibility bus");
+            continue;
+        }
         logger.error("Wordloom's connection to the display ended (" +
                      (WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
                                           : "status " + std::to_string(WEXITSTATUS(status))) +

@@ -385,6 +385,7 @@ void ExpansionEngine::insert(const Request& request, const MacroEvaluationResult
 void ExpansionEngine::finish(const Request& request, bool inserted) {
     activeSession_.reset();
     imageBytes_.clear();
+    logger_.debug(inserted ? "Expansion finished" : "Expansion ended without inserting");
     if (inserted) {
         recordSuccess(*request.snippet, NotificationKind::expansion);
     }

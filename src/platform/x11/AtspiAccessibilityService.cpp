@@ -3,6 +3,7 @@
 #include <atspi/atspi.h>
 #include <gio/gio.h>
 
+#include <chrono>
 #include <cstdlib>
 
 namespace wordloom {
@@ -93,6 +94,9 @@ AtspiAccessibilityService::AtspiAccessibilityService(
 
 AtspiAccessibilityService::~AtspiAccessibilityService() {
     poller_.reset();
+    if (busWatch_ != 0) {
+        g_bus_unwatch_name(busWatch_);
+    }
     if (listener_) {
         atspi_event_listener_deregister(static_cast<AtspiEventListener*>(listener_),
                                         "object:state-changed:focused", nullptr);
@@ -161,7 +165,38 @@ bool AtspiAccessibilityService::ensureAtspi() {
     g_clear_error(&error);
     listener_ = listener;
     atspiReady_ = true;
+    if (busWatch_ == 0) {
+        // The accessibility bus can go away (its launcher restarted); everything read through
+        // it is then stale, and libatspi has to connect again.
+        busWatch_ = g_bus_watch_name(
+            G_BUS_TYPE_SESSION, "org.a11y.Bus", G_BUS_NAME_WATCHER_FLAGS_NONE, nullptr,
+            [](GDBusConnection*, const gchar*, gpointer self) {
+                static_cast<AtspiAccessibilityService*>(self)->accessibilityBusLost();
+            },
+            this, nullptr);
+    }
     return true;
+}
+
+void AtspiAccessibilityService::accessibilityBusLost() {
+    if (!atspiReady_) {
+        return;
+    }
+    logger_.error("The accessibility bus went away; waiting for it to come back");
+    focus_.reset();
+    if (listener_) {
+        GError* error = nullptr;
+        atspi_event_listener_deregister(static_cast<AtspiEventListener*>(listener_),
+                                        "object:state-changed:focused", &error);
+        g_clear_error(&error);
+        g_object_unref(listener_);
+        listener_ = nullptr;
+    }
+    atspiReady_ = false;
+    // libatspi cannot connect to a second bus in the same process: the process starts again.
+    if (onBusLost) {
+        onBusLost();
+    }
 }
 
 bool AtspiAccessibilityService::isAccessibilityEnabled() const {
@@ -196,11 +231,43 @@ std::optional<FocusedElement> AtspiAccessibilityService::focusedElement() {
     if (auto* focus = currentFocus()) {
         return focus->element;
     }
+    // A program that speaks AT-SPI but has not told us its focus yet could be showing a
+    // password field: no answer. One that does not speak it (xterm) is represented by its window.
+    const auto process = activeWindowProcess_ ? activeWindowProcess_() : std::nullopt;
+    if (!process || speaksAtspi(*process)) {
+        return std::nullopt;
+    }
     const auto window = activeWindowIdentity_ ? activeWindowIdentity_() : std::nullopt;
     if (!window) {
         return std::nullopt;
     }
     return FocusedElement{{"window:" + *window}, "window", "", "window"};
+}
+
+bool AtspiAccessibilityService::speaksAtspi(long process) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - applicationsReadAt_ > std::chrono::seconds(2)) {
+        applicationsReadAt_ = now;
+        atspiProcesses_.clear();
+        GError* error = nullptr;
+        AtspiAccessible* desktop = atspi_get_desktop(0);
+        const gint count = desktop ? atspi_accessible_get_child_count(desktop, &error) : 0;
+        g_clear_error(&error);
+        for (gint index = 0; index < count && index < 256; ++index) {
+            AtspiAccessible* application =
+                atspi_accessible_get_child_at_index(desktop, index, &error);
+            g_clear_error(&error);
+            if (application) {
+                atspiProcesses_.insert(
+                    static_cast<long>(atspi_accessible_get_process_id(application, &error)));
+                g_clear_error(&error);
+                g_object_unref(application);
+            }
+        }
+        if (desktop)
+            g_object_unref(desktop);
+    }
+    return atspiProcesses_.count(process) > 0;
 }
 
 std::optional<std::string> AtspiAccessibilityService::selectedText() {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "core/base/Executor.h"
@@ -40,6 +42,10 @@ class AtspiAccessibilityService final : public AccessibilityService {
     /// Why the service is not trusted, for the user: what to turn on.
     std::string waitingReason() const;
 
+    /// Called when the accessibility bus went away. libatspi keeps its first connection for the
+    /// life of the process, so the app restarts to reach the new bus.
+    std::function<void()> onBusLost;
+
     /// Instructions shown to the user to turn on the desktop's accessibility support.
     static const char* enableInstructions();
 
@@ -49,6 +55,8 @@ class AtspiAccessibilityService final : public AccessibilityService {
     bool checkTrust();
     bool ensureAtspi();
     Focus* currentFocus();
+    void accessibilityBusLost();
+    bool speaksAtspi(long process);
 
     Executor& executor_;
     std::function<std::optional<long>()> activeWindowProcess_;
@@ -57,6 +65,9 @@ class AtspiAccessibilityService final : public AccessibilityService {
     std::string waitingReason_;
     bool atspiReady_ = false;
     void* listener_ = nullptr;
+    unsigned int busWatch_ = 0;
+    std::set<long> atspiProcesses_;
+    std::chrono::steady_clock::time_point applicationsReadAt_{};
     std::unique_ptr<Focus> focus_;
     std::unique_ptr<TrustPoller> poller_;
 };
