@@ -50,7 +50,8 @@ class CaretAccessibility final : public AccessibilityService {
   private:
     // Like AT-SPI, offsets count code points, not user-perceived characters.
     std::size_t codePointsBefore(std::size_t character) const {
-        const auto characters = text::splitCharacters(field_.text());
+        const std::string content = field_.text();  // the views below point into it
+        const auto characters = text::splitCharacters(content);
         std::size_t count = 0;
         for (std::size_t i = 0; i < character && i < characters.size(); ++i) {
             count += text::toCodePoints(characters[i]).size();
