@@ -34,6 +34,12 @@ bool expect(std::string_view text, std::size_t& pos, char c) {
 
 }  // namespace
 
+bool fitsInTimestamp(std::chrono::seconds sinceEpoch) {
+    // One second of margin either side for a fraction added afterwards.
+    const auto limit = duration_cast<seconds>(Timestamp::duration::max()) - seconds{1};
+    return sinceEpoch > -limit && sinceEpoch < limit;
+}
+
 Timestamp referenceDate2001() {
     return sys_days{year{2001} / January / 1};
 }
@@ -105,8 +111,13 @@ std::optional<Timestamp> parseIso8601(std::string_view text) {
     if (pos != text.size()) {
         return std::nullopt;
     }
-    const auto local = sys_days{date} + hours{h} + minutes{mi} + seconds{s};
-    return time_point_cast<Timestamp::duration>(local - offset + fraction);
+    // In whole seconds first: a Timestamp counts nanoseconds and holds only the years 1678 to
+    // 2261, so a date beyond them is refused rather than overflowed.
+    const sys_seconds utc = sys_days{date} + hours{h} + minutes{mi} + seconds{s} - offset;
+    if (!fitsInTimestamp(utc.time_since_epoch())) {
+        return std::nullopt;
+    }
+    return time_point_cast<Timestamp::duration>(utc) + duration_cast<Timestamp::duration>(fraction);
 }
 
 }  // namespace wordloom

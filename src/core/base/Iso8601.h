@@ -15,6 +15,9 @@ std::string formatIso8601(Timestamp time);
 /// ("+02:00", "+0200", "+02"). Returns nothing for anything else.
 std::optional<Timestamp> parseIso8601(std::string_view text);
 
+/// Whether a time this far from 1970 can be held in a Timestamp (about 1678 to 2261).
+bool fitsInTimestamp(std::chrono::seconds sinceEpoch);
+
 /// The reference date of timestamps written as plain numbers (seconds since 2001-01-01 UTC).
 Timestamp referenceDate2001();
 

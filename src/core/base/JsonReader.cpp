@@ -80,10 +80,15 @@ std::optional<Timestamp> asDate(JsonElement element) {
     if (auto text = asString(element)) {
         return parseIso8601(*text);
     }
-    if (auto seconds = asDouble(element);
-        seconds && std::isfinite(*seconds) && std::fabs(*seconds) < 1e11) {
-        return referenceDate2001() + std::chrono::duration_cast<Timestamp::duration>(
-                                         std::chrono::duration<double>(*seconds));
+    // Seconds since 2001, as some writers store dates. Checked in doubles first so that the
+    // casts below cannot overflow.
+    if (auto seconds = asDouble(element); seconds && std::isfinite(*seconds)) {
+        const std::chrono::duration<double> sinceEpoch =  // in seconds
+            std::chrono::duration<double>(*seconds) + referenceDate2001().time_since_epoch();
+        if (std::fabs(sinceEpoch.count()) < 9.0e9 &&
+            fitsInTimestamp(std::chrono::duration_cast<std::chrono::seconds>(sinceEpoch))) {
+            return Timestamp(std::chrono::duration_cast<Timestamp::duration>(sinceEpoch));
+        }
     }
     return std::nullopt;
 }

@@ -46,6 +46,24 @@ TEST(Iso8601, ReadsFractionsAndOffsets) {
     EXPECT_FALSE(parseIso8601("yesterday"));
 }
 
+TEST(Iso8601, DatesATimestampCannotHoldAreRefusedNotOverflowed) {
+    EXPECT_FALSE(parseIso8601("8795-01-01T00:00:00Z"));
+    EXPECT_FALSE(parseIso8601("1500-06-01T00:00:00Z"));
+    EXPECT_FALSE(parseIso8601("2262-12-31T23:59:59.999999999-23:59"));
+    EXPECT_TRUE(parseIso8601("2200-01-01T00:00:00Z"));
+    EXPECT_TRUE(parseIso8601("1700-01-01T00:00:00Z"));
+    JsonDocument document(R"([1e300, -1e15, 9.0e9, 0.5])");
+    const auto dates = *json::asArray(document.root());
+    std::vector<std::optional<Timestamp>> read;
+    for (auto element : dates) {
+        read.push_back(json::asDate(element));
+    }
+    EXPECT_FALSE(read[0]);
+    EXPECT_FALSE(read[1]);
+    EXPECT_FALSE(read[2]);  // the year 2286
+    EXPECT_EQ(read[3], referenceDate2001() + milliseconds{500});
+}
+
 TEST(Base64, RoundTripsAndRejectsGarbage) {
     const Bytes bytes{0x00, 0xFF, 0x10, 0x80, 0x7F};
     EXPECT_EQ(encodeBase64(bytes), "AP8QgH8=");
