@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <utility>
 
 namespace wordloom {
@@ -116,14 +118,42 @@ std::string JsonWriter::quoted(std::string_view text) {
     return out;
 }
 
+namespace {
+
+// Whether any of the eight bytes of `word` is a control byte (below 0x20), '"' or '\\': the
+// bytes JSON strings must escape. The usual bit tricks for "some byte is zero / below n".
+bool needsEscape(std::uint64_t word) {
+    constexpr std::uint64_t ones = 0x0101010101010101ULL;
+    constexpr std::uint64_t highs = 0x8080808080808080ULL;
+    const std::uint64_t control = (word - ones * 0x20) & ~word;
+    const std::uint64_t quote = word ^ (ones * '"');
+    const std::uint64_t backslash = word ^ (ones * '\\');
+    const std::uint64_t quoteZero = (quote - ones) & ~quote;
+    const std::uint64_t backslashZero = (backslash - ones) & ~backslash;
+    return ((control | quoteZero | backslashZero) & highs) != 0;
+}
+
+}  // namespace
+
 void JsonWriter::appendEscaped(std::string& out, std::string_view text) {
     static constexpr char kHex[] = "0123456789abcdef";
     out.push_back('"');
     std::size_t runStart = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
+    std::size_t i = 0;
+    while (i < text.size()) {
+        // Skip eight clean bytes at a time; snippet bodies are mostly plain text.
+        if (i + 8 <= text.size()) {
+            std::uint64_t word;
+            std::memcpy(&word, text.data() + i, sizeof word);
+            if (!needsEscape(word)) {
+                i += 8;
+                continue;
+            }
+        }
         const auto c = static_cast<unsigned char>(text[i]);
         if (c >= 0x20 && c != '"' && c != '\\') {
-            continue;  // the common case: copied in one run below
+            ++i;
+            continue;
         }
         out.append(text.data() + runStart, i - runStart);
         runStart = i + 1;
@@ -154,6 +184,7 @@ void JsonWriter::appendEscaped(std::string& out, std::string_view text) {
                 out.push_back(kHex[c >> 4]);
                 out.push_back(kHex[c & 0x0F]);
         }
+        ++i;
     }
     out.append(text.data() + runStart, text.size() - runStart);
     out.push_back('"');

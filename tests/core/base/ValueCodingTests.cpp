@@ -76,6 +76,42 @@ TEST(JsonWriter, EscapesEverythingJsonRequiresAndNothingElse) {
     EXPECT_EQ(JsonWriter::quoted("a\"b\\c\n\x01/\u00e9"), "\"a\\\"b\\\\c\\n\\u0001/\u00e9\"");
 }
 
+TEST(JsonWriter, EscapesAtEveryPositionOfLongText) {
+    // The writer skips clean text eight bytes at a time; compare it with a plain byte loop for
+    // every special byte at every offset, around word boundaries.
+    const auto reference = [](const std::string& text) {
+        std::string out = "\"";
+        for (unsigned char c : text) {
+            char buffer[8];
+            if (c == '"' || c == '\\') {
+                out += '\\';
+                out += static_cast<char>(c);
+            } else if (c == '\n') {
+                out += "\\n";
+            } else if (c < 0x20) {
+                std::snprintf(buffer, sizeof buffer, "\\u%04x", c);
+                out += (c == '\r')   ? "\\r"
+                       : (c == '\t') ? "\\t"
+                       : (c == '\b') ? "\\b"
+                       : (c == '\f') ? "\\f"
+                                     : buffer;
+            } else {
+                out += static_cast<char>(c);
+            }
+        }
+        return out + "\"";
+    };
+    for (const char special : {'"', '\\', '\n', '\x01', '\x1f', '\t'}) {
+        for (std::size_t position = 0; position < 24; ++position) {
+            std::string text = "caf\u00e9 lorem ipsum dolor sit amet";  // non-ASCII bytes too
+            text[position] = special;
+            EXPECT_EQ(JsonWriter::quoted(text), reference(text)) << position;
+        }
+    }
+    EXPECT_EQ(JsonWriter::quoted(std::string(17, ' ') + "\x7f\xff"),
+              reference(std::string(17, ' ') + "\x7f\xff"));
+}
+
 TEST(JsonWriter, PrettyOutputParsesBackToTheSameValues) {
     JsonWriter w;
     w.beginObject();
