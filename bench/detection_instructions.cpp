@@ -2,9 +2,13 @@
 // to run. Run under callgrind, collecting only inside the detector's entry point:
 //
 //   valgrind --tool=callgrind --toggle-collect='*AbbreviationDetector*processTypedText*' \
-//       build/<dir>/bench/detection_instructions 10000
+//       build/<dir>/bench/detection_instructions 10000 [nothing|expand]
 //
-// and divide the "Collected" instruction count by the keystrokes this program reports.
+// and divide the "Collected" instruction count by the keystrokes this program reports. Mode
+// "final" types prose, a space and an abbreviation, and times only the key that completes it:
+//
+//   valgrind --tool=callgrind --toggle-collect='*typeFinalKey*' \
+//       build/<dir>/bench/detection_instructions 10000 final
 
 #include <cstdlib>
 #include <iostream>
@@ -13,6 +17,15 @@
 #include "core/expansion/AbbreviationDetector.h"
 #include "detection_library.h"
 #include "platform/fake/FakeAccessibilityService.h"
+
+namespace {
+
+// Kept out of line so that callgrind can collect exactly this call.
+[[gnu::noinline]] void typeFinalKey(wordloom::AbbreviationDetector& detector, const char* key) {
+    detector.processTypedText(std::string_view(key, 1));
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     using namespace wordloom;
@@ -41,6 +54,28 @@ int main(int argc, char** argv) {
             detector.processTypedText(std::string_view(&prose[i % prose.size()], 1));
         }
         typed = keystrokes;
+    } else if (mode == "final") {
+        std::size_t done = 0;
+        for (const auto& snippet : library) {
+            if (done == 1000) {
+                break;
+            }
+            if (snippet.triggerMode != TriggerMode::immediate ||
+                snippet.matchType != AbbreviationMatchType::exact) {
+                continue;
+            }
+            for (std::size_t i = 0; i < 60; ++i) {
+                detector.processTypedText(std::string_view(&prose[i], 1));
+            }
+            detector.processTypedText(" ");
+            const auto& abbreviation = snippet.abbreviation;
+            for (std::size_t i = 0; i + 1 < abbreviation.size(); ++i) {
+                detector.processTypedText(std::string_view(&abbreviation[i], 1));
+            }
+            typeFinalKey(detector, &abbreviation.back());
+            ++done;
+        }
+        typed = done;
     } else {
         // Immediate abbreviations one after another: every keystroke is part of one, and one
         // in every few expands.
