@@ -32,7 +32,7 @@ def main():
         subprocess.run([options.wordloom, "--data-dir", library, "add", "--abbreviation", ";sig",
                         "--content", "Best regards,\nAnna Lindqvist", "--trigger", "immediate"],
                        env=desktop.env, check=True, capture_output=True)
-        log = os.path.join(desktop.folder, "wordloom.log")
+        log = os.path.join(desktop.folder, os.path.basename(options.wordloom) + ".log")
         desktop.spawn([options.wordloom, "--data-dir", library, "start"])
         wait_for(lambda: "Wordloom is running" in (read(log) or ""), timeout=60, what="wordloom")
         output = os.path.join(desktop.folder, "window.txt")

@@ -46,7 +46,7 @@ def resident_kib(pid):
 
 
 def start(desktop, options, library):
-    log = os.path.join(desktop.folder, "wordloom.log")
+    log = os.path.join(desktop.folder, os.path.basename(options.wordloom) + ".log")
     process = desktop.spawn([options.wordloom, "--data-dir", library, "start"])
     wait_for(lambda: "Wordloom is running" in (read(log) or ""), timeout=60, what="wordloom")
     return process

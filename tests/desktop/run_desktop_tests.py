@@ -40,7 +40,7 @@ class Wordloom:
             self.add(**snippet)
         for key, value in (settings or {}).items():
             self.run("settings", "set", key, value)
-        self.log = os.path.join(desktop.folder, "wordloom.log")
+        self.log = os.path.join(desktop.folder, os.path.basename(OPTIONS.wordloom) + ".log")
         self.process = desktop.spawn([OPTIONS.wordloom, "--data-dir", self.data, "start"])
         wait_for(lambda: "Wordloom is running" in (read(self.log) or ""), timeout=30,
                  what="wordloom to start:\n" + self.data)

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <vector>
 
 namespace wordloom {
 
@@ -52,14 +53,9 @@ struct AtspiAccessibilityService::Focus {
 
 namespace {
 
-void onFocusEvent(AtspiEvent* event, void* userData) {
-    auto* slot = static_cast<std::unique_ptr<AtspiAccessibilityService::Focus>*>(userData);
-    if (event->detail1 != 1 || !event->source) {
-        g_boxed_free(ATSPI_TYPE_EVENT, event);
-        return;
-    }
+std::unique_ptr<AtspiAccessibilityService::Focus> describeFocus(AtspiAccessible* accessible) {
     auto focus = std::make_unique<AtspiAccessibilityService::Focus>();
-    focus->accessible = static_cast<AtspiAccessible*>(g_object_ref(event->source));
+    focus->accessible = static_cast<AtspiAccessible*>(g_object_ref(accessible));
     GError* error = nullptr;
     const AtspiRole role = atspi_accessible_get_role(focus->accessible, &error);
     g_clear_error(&error);
@@ -77,8 +73,55 @@ void onFocusEvent(AtspiEvent* event, void* userData) {
     focus->element.identity.value =
         std::string(object->app && object->app->bus_name ? object->app->bus_name : "") +
         (object->path ? object->path : "");
-    *slot = std::move(focus);
+    return focus;
+}
+
+void onFocusEvent(AtspiEvent* event, void* userData) {
+    auto* slot = static_cast<std::unique_ptr<AtspiAccessibilityService::Focus>*>(userData);
+    if (event->detail1 == 1 && event->source) {
+        *slot = describeFocus(event->source);
+    }
     g_boxed_free(ATSPI_TYPE_EVENT, event);
+}
+
+bool hasState(AtspiAccessible* accessible, AtspiStateType state) {
+    AtspiStateSet* states = atspi_accessible_get_state_set(accessible);
+    if (!states) {
+        return false;
+    }
+    const bool result = atspi_state_set_contains(states, state);
+    g_object_unref(states);
+    return result;
+}
+
+// Breadth-first through `root` for the focused element, within a node and a time budget (a
+// hung program answers nothing and must not hold up typing).
+AtspiAccessible* searchFocused(AtspiAccessible* root) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(150);
+    std::vector<AtspiAccessible*> queue{static_cast<AtspiAccessible*>(g_object_ref(root))};
+    AtspiAccessible* found = nullptr;
+    std::size_t next = 0;
+    while (next < queue.size() && next < 400 && !found &&
+           std::chrono::steady_clock::now() < deadline) {
+        AtspiAccessible* node = queue[next++];
+        if (next > 1 && hasState(node, ATSPI_STATE_FOCUSED)) {
+            found = static_cast<AtspiAccessible*>(g_object_ref(node));
+            break;
+        }
+        GError* error = nullptr;
+        const gint count = atspi_accessible_get_child_count(node, &error);
+        g_clear_error(&error);
+        for (gint index = 0; index < count && index < 200; ++index) {
+            if (AtspiAccessible* child = atspi_accessible_get_child_at_index(node, index, &error)) {
+                queue.push_back(child);
+            }
+            g_clear_error(&error);
+        }
+    }
+    for (AtspiAccessible* node : queue) {
+        g_object_unref(node);
+    }
+    return found;
 }
 
 }  // namespace
@@ -103,6 +146,7 @@ AtspiAccessibilityService::~AtspiAccessibilityService() {
         g_object_unref(listener_);
     }
     focus_.reset();
+    clearApplications();
 }
 
 const char* AtspiAccessibilityService::enableInstructions() {
@@ -234,7 +278,14 @@ std::optional<FocusedElement> AtspiAccessibilityService::focusedElement() {
     // A program that speaks AT-SPI but has not told us its focus yet could be showing a
     // password field: no answer. One that does not speak it (xterm) is represented by its window.
     const auto process = activeWindowProcess_ ? activeWindowProcess_() : std::nullopt;
-    if (!process || speaksAtspi(*process)) {
+    if (process && speaksAtspi(*process)) {
+        // Its focus event was missed (it had focus before we listened): look for the focus.
+        if (recoverFocus(*process)) {
+            return focus_->element;
+        }
+        return std::nullopt;
+    }
+    if (!process) {
         return std::nullopt;
     }
     const auto window = activeWindowIdentity_ ? activeWindowIdentity_() : std::nullopt;
@@ -244,11 +295,31 @@ std::optional<FocusedElement> AtspiAccessibilityService::focusedElement() {
     return FocusedElement{{"window:" + *window}, "window", "", "window"};
 }
 
+bool AtspiAccessibilityService::recoverFocus(long process) {
+    const auto now = std::chrono::steady_clock::now();
+    if (process == lastSearchProcess_ && now - lastSearch_ < std::chrono::seconds(1)) {
+        return false;
+    }
+    lastSearchProcess_ = process;
+    lastSearch_ = now;
+    const auto found = applications_.find(process);
+    if (found == applications_.end()) {
+        return false;
+    }
+    AtspiAccessible* focused = searchFocused(static_cast<AtspiAccessible*>(found->second));
+    if (!focused) {
+        return false;
+    }
+    focus_ = describeFocus(focused);
+    g_object_unref(focused);
+    return true;
+}
+
 bool AtspiAccessibilityService::speaksAtspi(long process) {
     const auto now = std::chrono::steady_clock::now();
     if (now - applicationsReadAt_ > std::chrono::seconds(2)) {
         applicationsReadAt_ = now;
-        atspiProcesses_.clear();
+        clearApplications();
         GError* error = nullptr;
         AtspiAccessible* desktop = atspi_get_desktop(0);
         const gint count = desktop ? atspi_accessible_get_child_count(desktop, &error) : 0;
@@ -258,16 +329,25 @@ bool AtspiAccessibilityService::speaksAtspi(long process) {
                 atspi_accessible_get_child_at_index(desktop, index, &error);
             g_clear_error(&error);
             if (application) {
-                atspiProcesses_.insert(
-                    static_cast<long>(atspi_accessible_get_process_id(application, &error)));
+                const auto pid =
+                    static_cast<long>(atspi_accessible_get_process_id(application, &error));
                 g_clear_error(&error);
-                g_object_unref(application);
+                if (!applications_.emplace(pid, application).second) {
+                    g_object_unref(application);
+                }
             }
         }
         if (desktop)
             g_object_unref(desktop);
     }
-    return atspiProcesses_.count(process) > 0;
+    return applications_.count(process) > 0;
+}
+
+void AtspiAccessibilityService::clearApplications() {
+    for (auto& [pid, application] : applications_) {
+        g_object_unref(static_cast<AtspiAccessible*>(application));
+    }
+    applications_.clear();
 }
 
 std::optional<std::string> AtspiAccessibilityService::selectedText() {

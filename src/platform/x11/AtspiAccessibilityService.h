@@ -2,9 +2,9 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 
 #include "core/base/Executor.h"
@@ -57,6 +57,8 @@ class AtspiAccessibilityService final : public AccessibilityService {
     Focus* currentFocus();
     void accessibilityBusLost();
     bool speaksAtspi(long process);
+    bool recoverFocus(long process);
+    void clearApplications();
 
     Executor& executor_;
     std::function<std::optional<long>()> activeWindowProcess_;
@@ -66,7 +68,9 @@ class AtspiAccessibilityService final : public AccessibilityService {
     bool atspiReady_ = false;
     void* listener_ = nullptr;
     unsigned int busWatch_ = 0;
-    std::set<long> atspiProcesses_;
+    std::map<long, void*> applications_;  // AtspiAccessible of each program, by process
+    long lastSearchProcess_ = -1;
+    std::chrono::steady_clock::time_point lastSearch_{};
     std::chrono::steady_clock::time_point applicationsReadAt_{};
     std::unique_ptr<Focus> focus_;
     std::unique_ptr<TrustPoller> poller_;
