@@ -280,41 +280,39 @@ static std::pair<std::optional<std::string>, std::optional<std::string>> splitNa
     return {name, rest};
 }
 
-macro::Input parseInputSpec(const std::optional<std::string>& argument) {
-    macro::Input input;
+// The name and default of an input or a text area, positional or keyed; `readSizes` reads the
+// keys only that kind of field has.
+template <typename Field, typename ReadSizes>
+Field parseFieldSpec(const std::optional<std::string>& argument, ReadSizes readSizes) {
+    Field field;
     if (!argument) {
-        return input;
+        return field;
     }
     if (!containsEquals(*argument)) {
-        std::tie(input.name, input.defaultValue) = splitNameAndDefault(*argument);
-        return input;
+        std::tie(field.name, field.defaultValue) = splitNameAndDefault(*argument);
+        return field;
     }
     auto segments = keyValueSegments(*argument);
-    input.name = nameOf(segments);
+    field.name = nameOf(segments);
     if (auto value = valueOf(segments, "default")) {
-        input.defaultValue = collapseDoubleBackslashes(*value);
+        field.defaultValue = collapseDoubleBackslashes(*value);
     }
-    input.width = integerOf(segments, "width");
-    return input;
+    readSizes(field, segments);
+    return field;
+}
+
+macro::Input parseInputSpec(const std::optional<std::string>& argument) {
+    return parseFieldSpec<macro::Input>(argument, [](macro::Input& input, const auto& segments) {
+        input.width = integerOf(segments, "width");
+    });
 }
 
 macro::Textarea parseTextareaSpec(const std::optional<std::string>& argument) {
-    macro::Textarea textarea;
-    if (!argument) {
-        return textarea;
-    }
-    if (!containsEquals(*argument)) {
-        std::tie(textarea.name, textarea.defaultValue) = splitNameAndDefault(*argument);
-        return textarea;
-    }
-    auto segments = keyValueSegments(*argument);
-    textarea.name = nameOf(segments);
-    if (auto value = valueOf(segments, "default")) {
-        textarea.defaultValue = collapseDoubleBackslashes(*value);
-    }
-    textarea.rows = integerOf(segments, "rows");
-    textarea.cols = integerOf(segments, "cols");
-    return textarea;
+    return parseFieldSpec<macro::Textarea>(argument,
+                                           [](macro::Textarea& textarea, const auto& segments) {
+                                               textarea.rows = integerOf(segments, "rows");
+                                               textarea.cols = integerOf(segments, "cols");
+                                           });
 }
 
 macro::Select parseSelectSpec(const std::optional<std::string>& argument) {
