@@ -355,7 +355,19 @@ def main():
     else:
         suite = unittest.TestSuite(loader.loadTestsFromTestCase(case) for case in SUITES.values())
     result = unittest.TextTestRunner(verbosity=2).run(suite)
-    return 0 if result.wasSuccessful() else 1
+    if result.wasSuccessful():
+        return 0
+    # A failed test runs once more on a fresh desktop. One that then passes is reported as
+    # flaky, loudly, so that it is looked into without blocking everyone's test run.
+    failed = [test for test, _ in result.failures + result.errors]
+    retry = unittest.TextTestRunner(verbosity=2).run(unittest.TestSuite(
+        loader.loadTestsFromName(test.id().split(".", 1)[1], sys.modules[__name__])
+        for test in failed))
+    if retry.wasSuccessful():
+        for test in failed:
+            print("FLAKY (passed when run again): " + test.id())
+        return 0
+    return 1
 
 
 if __name__ == "__main__":
