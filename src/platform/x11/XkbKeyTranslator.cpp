@@ -142,10 +142,23 @@ bool XkbKeyTranslator::loadKeymap() {
     if (!keymap) {
         return false;
     }
-    xkb_state* state = xkb_x11_state_new_from_device(keymap, connection_, deviceId_);
+    xkb_state* server = xkb_x11_state_new_from_device(keymap, connection_, deviceId_);
+    xkb_state* state = server ? xkb_state_new(keymap) : nullptr;
     if (!state) {
+        xkb_state_unref(server);
         xkb_keymap_unref(keymap);
         return false;
+    }
+    // Locks and the layout come from the server. Modifiers held down come from the keys we saw
+    // go down: taken from the server, a Shift held during the reload would never be released.
+    xkb_state_update_mask(state, 0, xkb_state_serialize_mods(server, XKB_STATE_MODS_LATCHED),
+                          xkb_state_serialize_mods(server, XKB_STATE_MODS_LOCKED), 0, 0,
+                          xkb_state_serialize_layout(server, XKB_STATE_LAYOUT_LOCKED));
+    xkb_state_unref(server);
+    for (std::size_t keycode = 0; keycode < keysDown_.size(); ++keycode) {
+        if (keysDown_.test(keycode)) {
+            xkb_state_update_key(state, static_cast<xkb_keycode_t>(keycode), XKB_KEY_DOWN);
+        }
     }
     xkb_state_unref(state_);
     xkb_keymap_unref(keymap_);
@@ -225,15 +238,21 @@ KeyDown XkbKeyTranslator::press(std::uint8_t keycode) {
             key.text.clear();
         }
     }
-    xkb_state_update_key(state_, keycode, XKB_KEY_DOWN);
+    track(keycode, true);
     return key;
 }
 
 void XkbKeyTranslator::release(std::uint8_t keycode) {
-    xkb_state_update_key(state_, keycode, XKB_KEY_UP);
+    track(keycode, false);
 }
 
 void XkbKeyTranslator::track(std::uint8_t keycode, bool down) {
+    // An auto-repeated press is a second press of a key already down: xkbcommon must see each
+    // key go down once, or a repeated modifier would stay latched after its release.
+    if (keysDown_.test(keycode) == down) {
+        return;
+    }
+    keysDown_.set(keycode, down);
     xkb_state_update_key(state_, keycode, down ? XKB_KEY_DOWN : XKB_KEY_UP);
 }
 

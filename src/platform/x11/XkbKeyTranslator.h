@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bitset>
 #include <cstdint>
 #include <memory>
 
@@ -50,6 +51,7 @@ class XkbKeyTranslator {
     xkb_state* state_ = nullptr;
     xkb_compose_table* composeTable_ = nullptr;
     xkb_compose_state* compose_ = nullptr;
+    std::bitset<256> keysDown_;
 };
 
 }  // namespace wordloom
