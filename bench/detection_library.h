@@ -78,8 +78,8 @@ inline std::vector<Snippet> makeLibrary(std::size_t size, unsigned seed = 42) {
         } else {
             const auto prefix = std::string(prefixes[random() % std::size(prefixes)]);
             const auto length = std::max(realisticLength(random), prefix.size() + 1);
-            snippet.abbreviation = prefix + randomWord(random, length - prefix.size() - 1) +
-                                   std::to_string(i % 10);
+            snippet.abbreviation =
+                prefix + randomWord(random, length - prefix.size() - 1) + std::to_string(i % 10);
         }
         library.push_back(std::move(snippet));
     }
