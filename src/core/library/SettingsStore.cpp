@@ -3,6 +3,7 @@
 #include <set>
 
 #include "core/base/Log.h"
+#include "core/library/BackgroundWrite.h"
 #include "core/library/DebouncedAction.h"
 #include "core/library/PersistenceService.h"
 
@@ -48,25 +49,17 @@ struct SettingsStore::Impl {
         dirty = false;
         const auto ticket = persistence.beginSave();
         ++savesInFlight;
-        std::weak_ptr<bool> weakAlive = alive;
-        executor.runInBackground([this, &files = persistence, &queue = executor, weakAlive, ticket,
-                                  snapshot = settings] {
-            std::optional<std::string> failure;
-            try {
+        writeInBackground(
+            executor, alive,
+            [&files = persistence, ticket, snapshot = settings] {
                 files.saveSettings(snapshot, ticket);
-            } catch (const std::exception& error) {
-                failure = error.what();
-            }
-            queue.post([this, weakAlive, failure] {
-                if (weakAlive.expired()) {
-                    return;
-                }
+            },
+            [this](const std::optional<std::string>& failure) {
                 --savesInFlight;
                 if (failure) {
                     recordFailure(*failure);
                 }
             });
-        });
     }
 
     void applyLoaded(std::optional<AppSettings> loaded, std::optional<std::string> failure,

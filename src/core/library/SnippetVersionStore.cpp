@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/base/Log.h"
+#include "core/library/BackgroundWrite.h"
 #include "core/library/DebouncedAction.h"
 #include "core/library/PersistenceService.h"
 
@@ -96,25 +97,17 @@ struct SnippetVersionStore::Impl {
         auto ticket = persistence.beginSave();
         auto all = snapshot();
         ++savesInFlight;
-        std::weak_ptr<bool> weakAlive = alive;
-        executor.runInBackground([this, &files = persistence, &queue = executor, weakAlive, ticket,
-                                  all = std::move(all)] {
-            std::optional<std::string> failure;
-            try {
+        writeInBackground(
+            executor, alive,
+            [&files = persistence, ticket, all = std::move(all)] {
                 files.saveSnippetVersions(all, ticket);
-            } catch (const std::exception& error) {
-                failure = error.what();
-            }
-            queue.post([this, weakAlive, failure] {
-                if (weakAlive.expired()) {
-                    return;
-                }
+            },
+            [this](const std::optional<std::string>& failure) {
                 --savesInFlight;
                 if (failure) {
                     logger.error("Failed to save snippet versions: " + *failure);
                 }
             });
-        });
     }
 };
 
