@@ -24,7 +24,7 @@ class CliRunner {
     /// Runs `wordloom --data-dir <folder> <arguments...>`, with `input` as standard input.
     CliResult run(std::vector<std::string> arguments, const std::string& input = "") const;
     /// Runs exactly `arguments` (no --data-dir added).
-    CliResult runRaw(std::vector<std::string> arguments) const;
+    CliResult runRaw(std::vector<std::string> arguments, const std::string& input = "") const;
 
     std::map<std::string, std::string> environment;
 

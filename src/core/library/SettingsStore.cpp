@@ -100,22 +100,12 @@ void SettingsStore::startHydration() {
     }
     impl.isHydrating = true;
     Impl* self = impl_.get();
-    std::weak_ptr<bool> weakAlive = impl.alive;
     const auto generation = impl.replacementGeneration;
-    impl.executor.runInBackground(
-        [self, &files = impl.persistence, &queue = impl.executor, weakAlive, generation] {
-            std::optional<AppSettings> loaded;
-            std::optional<std::string> failure;
-            try {
-                loaded = files.loadSettings();
-            } catch (const std::exception& error) {
-                failure = error.what();
-            }
-            queue.post([self, weakAlive, loaded, failure, generation] {
-                if (!weakAlive.expired()) {
-                    self->applyLoaded(loaded, failure, generation);
-                }
-            });
+    loadInBackground<std::optional<AppSettings>>(
+        impl.executor, impl.alive, [&files = impl.persistence] { return files.loadSettings(); },
+        [self, generation](std::optional<AppSettings> loaded,
+                           const std::optional<std::string>& failure) {
+            self->applyLoaded(loaded, failure, generation);
         });
 }
 

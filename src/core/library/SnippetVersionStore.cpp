@@ -122,45 +122,34 @@ void SnippetVersionStore::startHydration() {
         return;
     }
     impl.isLoading = true;
-    std::weak_ptr<bool> weakAlive = impl.alive;
     Impl* self = impl_.get();
-    impl.executor.runInBackground(
-        [self, &files = impl.persistence, &queue = impl.executor, weakAlive] {
-            std::vector<SnippetVersion> loaded;
-            std::optional<std::string> failure;
-            try {
-                loaded = files.loadSnippetVersions();
-            } catch (const std::exception& error) {
-                failure = error.what();
+    loadInBackground<std::vector<SnippetVersion>>(
+        impl.executor, impl.alive,
+        [&files = impl.persistence] { return files.loadSnippetVersions(); },
+        [self](std::vector<SnippetVersion> loaded, const std::optional<std::string>& failure) {
+            if (failure) {
+                self->logger.error("Failed to load snippet versions: " + *failure);
             }
-            queue.post([self, weakAlive, loaded = std::move(loaded), failure]() mutable {
-                if (weakAlive.expired()) {
-                    return;
+            self->versions.clear();
+            // The file lists each snippet's versions newest first.
+            for (auto& version : loaded) {
+                auto& list = self->versions[version.snippetId];
+                if (list.size() < maxVersionsPerSnippet) {
+                    list.push_back(std::move(version));
                 }
-                if (failure) {
-                    self->logger.error("Failed to load snippet versions: " + *failure);
-                }
-                self->versions.clear();
-                // The file lists each snippet's versions newest first.
-                for (auto& version : loaded) {
-                    auto& list = self->versions[version.snippetId];
-                    if (list.size() < maxVersionsPerSnippet) {
-                        list.push_back(std::move(version));
-                    }
-                }
-                const bool replayed = !self->preHydrationOperations.empty();
-                for (const auto& operation : self->preHydrationOperations) {
-                    self->apply(operation);
-                }
-                self->preHydrationOperations.clear();
-                self->isHydrated = true;
-                self->isLoading = false;
-                if (replayed) {
-                    self->changed();
-                } else {
-                    self->observers.notify();
-                }
-            });
+            }
+            const bool replayed = !self->preHydrationOperations.empty();
+            for (const auto& operation : self->preHydrationOperations) {
+                self->apply(operation);
+            }
+            self->preHydrationOperations.clear();
+            self->isHydrated = true;
+            self->isLoading = false;
+            if (replayed) {
+                self->changed();
+            } else {
+                self->observers.notify();
+            }
         });
 }
 
