@@ -1,7 +1,10 @@
 // One {{js:return 1+1}} expansion from request to output: the macro evaluator, JavaScriptRunner
 // and its helper process.
-// Cold: no helper is running, so the run pays for starting the process, the engine and the
-// sandbox. Warm: a helper from an earlier run takes the script.
+// Cold from nothing: no helper and no zygote runs, so the run pays for starting the program
+// (loading the engine's libraries), the engine and the sandbox.
+// Cold from the zygote: the zygote is running (as it is in the application), no helper is; the
+// run pays for a fork, the engine and the sandbox of a process that has never run a script.
+// Warm: a helper from an earlier run takes the script.
 //
 // The helper is found next to this program's build tree (src/app/wordloom-jsrunner), or through
 // WORDLOOM_JSRUNNER_PATH.
@@ -44,6 +47,7 @@ void BM_ScriptWithColdHelper(benchmark::State& state) {
     MacroEvaluator evaluator;
     JavaScriptRunnerOptions options = benchmarkOptions();
     options.keepSpareHelper = false;  // nothing started ahead: every run starts its helper
+    options.useZygote = false;
     for (auto _ : state) {
         state.PauseTiming();
         auto runner = std::make_unique<JavaScriptRunner>(options);
@@ -55,6 +59,18 @@ void BM_ScriptWithColdHelper(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_ScriptWithColdHelper)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_ScriptWithHelperFromZygote(benchmark::State& state) {
+    MacroEvaluator evaluator;
+    JavaScriptRunnerOptions options = benchmarkOptions();
+    options.idleHelpers = 0;  // no helper is kept: every run forks a fresh one
+    JavaScriptRunner runner(options);
+    expandOnce(state, evaluator, runner);  // the zygote has loaded
+    for (auto _ : state) {
+        expandOnce(state, evaluator, runner);
+    }
+}
+BENCHMARK(BM_ScriptWithHelperFromZygote)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_ScriptWithWarmHelper(benchmark::State& state) {
     MacroEvaluator evaluator;

@@ -1,22 +1,40 @@
 #include "core/macros/JSHelperPool.h"
 
+#include <algorithm>
+#include <optional>
 #include <stdexcept>
 
 #include "core/base/Log.h"
 
 namespace wordloom {
+namespace {
 
-JSHelperPool::JSHelperPool(JSHelperLaunch launch, std::size_t maxIdle, std::size_t maxRunsPerHelper)
-    : launch_(std::move(launch)), maxIdle_(maxIdle), maxRunsPerHelper_(maxRunsPerHelper) {}
+// After this many zygote failures in a row the pool starts helpers directly: a zygote that keeps
+// failing would only add its own time-out to every cold start.
+constexpr std::size_t kMaxZygoteFailures = 3;
+
+const Logger& logger() {
+    static const Logger instance("JSHelperPool");
+    return instance;
+}
+
+}  // namespace
+
+JSHelperPool::JSHelperPool(JSHelperLaunch launch, JSHelperPoolOptions options, Executor& timers)
+    : launch_(std::move(launch)),
+      options_(options),
+      timers_(timers),
+      zygote_(options_.useZygote ? std::make_unique<JSHelperProcessZygote>(launch_) : nullptr) {}
 
 JSHelperPool::~JSHelperPool() {
-    std::vector<std::shared_ptr<JSHelperProcess>> idle;
+    std::vector<Idle> idle;
     {
         std::lock_guard lock(mutex_);
+        retirement_.cancel();
         idle.swap(idle_);
     }
-    for (auto& helper : idle) {
-        helper->kill();
+    for (auto& entry : idle) {
+        entry.helper->kill();
     }
 }
 
@@ -24,47 +42,99 @@ std::shared_ptr<JSHelperProcess> JSHelperPool::take() {
     {
         std::lock_guard lock(mutex_);
         while (!idle_.empty()) {
-            std::shared_ptr<JSHelperProcess> helper = std::move(idle_.back());
+            std::shared_ptr<JSHelperProcess> helper = std::move(idle_.back().helper);
             idle_.pop_back();
             if (helper->isReusable()) {
                 return helper;
             }
         }
     }
+    return startHelper();
+}
+
+std::shared_ptr<JSHelperProcess> JSHelperPool::startHelper() {
+    if (zygote_ && zygoteFailures_ < kMaxZygoteFailures) {
+        if (std::shared_ptr<JSHelperProcess> helper = zygote_->fork()) {
+            zygoteFailures_ = 0;
+            return helper;
+        }
+        if (++zygoteFailures_ == kMaxZygoteFailures) {
+            logger().error("the helper zygote keeps failing; starting helpers directly");
+        }
+    }
     return JSHelperProcess::launch(launch_);
 }
 
 void JSHelperPool::giveBack(std::shared_ptr<JSHelperProcess> helper) {
-    if (helper->isReusable() && helper->completedRequests() < maxRunsPerHelper_) {
+    if (helper->isReusable() && helper->completedRequests() < options_.maxRunsPerHelper) {
+        keepIdle(std::move(helper));
+        return;
+    }
+    helper->kill();
+}
+
+void JSHelperPool::keepIdle(std::shared_ptr<JSHelperProcess> helper) {
+    {
         std::lock_guard lock(mutex_);
-        if (idle_.size() < maxIdle_) {
-            idle_.push_back(std::move(helper));
+        if (idle_.size() < options_.maxIdle) {
+            const Timestamp now = timers_.now();
+            idle_.push_back(Idle{std::move(helper), now});
+            if (retirement_.isCancelled()) {
+                scheduleRetirementLocked(now + options_.idleLifetime);
+            }
             return;
         }
     }
     helper->kill();
 }
 
-bool JSHelperPool::prewarm() {
-    try {
-        auto helper = JSHelperProcess::launch(launch_);
+void JSHelperPool::scheduleRetirementLocked(Timestamp due) {
+    retirement_ = timers_.postAfter(std::max(Duration::zero(), due - timers_.now()),
+                                    [this] { retireExpired(); });
+}
+
+void JSHelperPool::retireExpired() {
+    std::vector<std::shared_ptr<JSHelperProcess>> expired;
+    {
         std::lock_guard lock(mutex_);
-        if (idle_.size() < maxIdle_) {
-            idle_.push_back(std::move(helper));
-        } else {
-            helper->kill();
+        retirement_ = ScheduledTask();
+        const Timestamp now = timers_.now();
+        std::optional<Timestamp> nextDue;
+        auto kept = idle_.begin();
+        for (auto& entry : idle_) {
+            const Timestamp due = entry.since + options_.idleLifetime;
+            if (due <= now) {
+                expired.push_back(std::move(entry.helper));
+            } else {
+                nextDue = nextDue ? std::min(*nextDue, due) : due;
+                *kept++ = std::move(entry);
+            }
         }
-        return true;
-    } catch (const std::exception& error) {
-        Logger("JSHelperPool")
-            .error(std::string("cannot start the script helper: ") + error.what());
-        return false;
+        idle_.erase(kept, idle_.end());
+        if (nextDue) {
+            scheduleRetirementLocked(*nextDue);
+        }
+    }
+    if (!expired.empty()) {
+        logger().debug("stopping " + std::to_string(expired.size()) + " idle script helper(s)");
+    }
+    for (auto& helper : expired) {
+        helper->kill();
     }
 }
 
-void JSHelperPool::ensureSpare() {
-    if (idleCount() == 0) {
-        prewarm();
+bool JSHelperPool::prewarm() {
+    if (zygote_) {
+        zygote_->start();
+    }
+    // Started directly rather than from the zygote: that returns at once, while the first fork
+    // would wait for the zygote to finish loading.
+    try {
+        keepIdle(JSHelperProcess::launch(launch_));
+        return true;
+    } catch (const std::exception& error) {
+        logger().error(std::string("cannot start the script helper: ") + error.what());
+        return false;
     }
 }
 

@@ -1,22 +1,37 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <mutex>
 #include <vector>
 
+#include "core/base/Executor.h"
 #include "core/macros/JSHelperProcess.h"
+#include "core/macros/JSHelperProcessZygote.h"
 
 namespace wordloom {
 
-/// Keeps started helpers between scripts. Starting one costs a process and an engine start-up
-/// (several milliseconds); handing a script to an idle one costs well under one.
+struct JSHelperPoolOptions {
+    /// Idle helpers kept at most.
+    std::size_t maxIdle = 2;
+    /// A helper is retired after this many scripts, which bounds what the engine's heap
+    /// accumulates and lets a later helper see a changed time zone.
+    std::size_t maxRunsPerHelper = 200;
+    /// An idle helper holds about 40 MB; one unused this long is stopped. Bursts of scripts
+    /// still find warm helpers.
+    Duration idleLifetime = std::chrono::seconds(60);
+    /// Start helpers from a zygote rather than from nothing.
+    bool useZygote = true;
+};
+
+/// Keeps started helpers between scripts. Handing a script to an idle helper costs well under a
+/// millisecond; starting one costs a process and an engine start, most of which the zygote saves.
 class JSHelperPool {
   public:
-    /// Keeps at most `maxIdle` idle helpers and retires a helper after `maxRunsPerHelper` scripts,
-    /// which bounds what the engine's heap accumulates and lets a later helper see a changed time
-    /// zone.
-    JSHelperPool(JSHelperLaunch launch, std::size_t maxIdle, std::size_t maxRunsPerHelper);
+    /// `timers` tells the time and fires the retirement of idle helpers.
+    JSHelperPool(JSHelperLaunch launch, JSHelperPoolOptions options, Executor& timers);
+    /// Stops the idle helpers and the zygote (and with it the helpers it forked).
     ~JSHelperPool();
     JSHelperPool(const JSHelperPool&) = delete;
     JSHelperPool& operator=(const JSHelperPool&) = delete;
@@ -27,22 +42,32 @@ class JSHelperPool {
     /// Keeps `helper` for a later script when it is healthy and there is room; else stops it.
     void giveBack(std::shared_ptr<JSHelperProcess> helper);
 
-    /// Starts one helper ahead of need. Returns false (and logs) when it cannot start.
+    /// Starts the zygote and one idle helper ahead of need, without waiting for either to load.
+    /// Returns false (and logs) when the helper cannot start.
     bool prewarm();
 
-    /// Starts a helper when none is idle, so the next script finds one ready. Starting returns as
-    /// soon as the process exists; the engine starts up in parallel.
-    void ensureSpare();
-
     std::size_t idleCount() const;
+    bool zygoteRunning() const { return zygote_ && zygote_->isRunning(); }
     const JSHelperLaunch& launch() const { return launch_; }
 
   private:
+    struct Idle {
+        std::shared_ptr<JSHelperProcess> helper;
+        Timestamp since;
+    };
+    std::shared_ptr<JSHelperProcess> startHelper();
+    void keepIdle(std::shared_ptr<JSHelperProcess> helper);
+    void scheduleRetirementLocked(Timestamp due);
+    void retireExpired();
+
     const JSHelperLaunch launch_;
-    const std::size_t maxIdle_;
-    const std::size_t maxRunsPerHelper_;
+    const JSHelperPoolOptions options_;
+    Executor& timers_;
+    std::unique_ptr<JSHelperProcessZygote> zygote_;
+    std::atomic<std::size_t> zygoteFailures_{0};
     mutable std::mutex mutex_;
-    std::vector<std::shared_ptr<JSHelperProcess>> idle_;
+    std::vector<Idle> idle_;
+    ScheduledTask retirement_;
 };
 
 }  // namespace wordloom

@@ -1,10 +1,9 @@
 #include "core/macros/JSHelperProcess.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,8 +16,7 @@
 #include <utility>
 
 #include "core/base/Log.h"
-
-extern char** environ;
+#include "core/macros/JSHelperProcessSpawn.h"
 
 namespace wordloom {
 namespace {
@@ -26,10 +24,6 @@ namespace {
 const Logger& logger() {
     static const Logger instance("JSHelperProcess");
     return instance;
-}
-
-std::string errnoText(const char* what, int error) {
-    return std::string(what) + ": " + std::strerror(error);
 }
 
 std::size_t residentBytesOf(pid_t pid) {
@@ -42,29 +36,13 @@ std::size_t residentBytesOf(pid_t pid) {
     return residentPages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
-// posix_spawn's file actions and attributes, released however the spawn ends.
-class SpawnSetup {
-  public:
-    SpawnSetup() {
-        posix_spawn_file_actions_init(&actions);
-        posix_spawnattr_init(&attributes);
-    }
-    ~SpawnSetup() {
-        posix_spawn_file_actions_destroy(&actions);
-        posix_spawnattr_destroy(&attributes);
-    }
-    SpawnSetup(const SpawnSetup&) = delete;
-    SpawnSetup& operator=(const SpawnSetup&) = delete;
-
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_t attributes;
-};
-
 }  // namespace
 
 struct JSHelperProcess::State {
     JSHelperLaunch launch;
     pid_t pid = -1;
+    /// A pidfd when the zygote started the helper; -1 when it is our own child.
+    int pidDescriptor = -1;
     int channel = -1;
     std::thread watcher;
 
@@ -76,7 +54,15 @@ struct JSHelperProcess::State {
     std::size_t completed = 0;
 
     void killGroup() {
+        if (pidDescriptor >= 0) {
+            // Not our child, so its pid may be reused once it is gone: signal only through the
+            // pidfd. The sandbox lets it make threads, never processes, so the group holds
+            // nothing else.
+            ::syscall(SYS_pidfd_send_signal, pidDescriptor, SIGKILL, nullptr, 0);
+            return;
+        }
         // The helper leads its own group; the group takes any thread or child it managed to make.
+        // It stays our unreaped child until finish(), so the id cannot name anyone else.
         ::kill(-pid, SIGKILL);
     }
 
@@ -193,7 +179,11 @@ struct JSHelperProcess::State {
         }
         killGroup();
         int status = 0;
-        while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+        if (pidDescriptor >= 0) {
+            ::close(pidDescriptor);  // the zygote reaps its children
+        } else {
+            while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+            }
         }
         ::close(channel);
         OutcomeHandler handler = takePending();
@@ -212,54 +202,25 @@ struct JSHelperProcess::State {
 JSHelperProcess::JSHelperProcess(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
 std::shared_ptr<JSHelperProcess> JSHelperProcess::launch(const JSHelperLaunch& launch) {
-    int ends[2];
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
-        throw std::runtime_error(errnoText("socketpair", errno));
-    }
-    // dup2 onto itself would leave close-on-exec set, so the child's end must not already be
-    // the descriptor it is moved to.
-    if (ends[1] == jsrunner::kChannelDescriptor) {
-        const int moved = ::fcntl(ends[1], F_DUPFD_CLOEXEC, jsrunner::kChannelDescriptor + 1);
-        ::close(ends[1]);
-        ends[1] = moved;
-    }
+    const SpawnedJSHelper spawned = spawnJSHelper(launch, SOCK_STREAM);
+    auto state = std::make_shared<State>();
+    state->launch = launch;
+    state->pid = spawned.pid;
+    state->channel = spawned.channel;
+    return watch(std::move(state));
+}
 
-    SpawnSetup setup;
-    posix_spawn_file_actions_addopen(&setup.actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&setup.actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&setup.actions, 2, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_adddup2(&setup.actions, ends[1], jsrunner::kChannelDescriptor);
-    posix_spawn_file_actions_addclosefrom_np(&setup.actions, jsrunner::kChannelDescriptor + 1);
-    sigset_t noSignals;
-    sigemptyset(&noSignals);
-    sigset_t allSignals;
-    sigfillset(&allSignals);
-    posix_spawnattr_setflags(
-        &setup.attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    posix_spawnattr_setpgroup(&setup.attributes, 0);
-    posix_spawnattr_setsigmask(&setup.attributes, &noSignals);
-    posix_spawnattr_setsigdefault(&setup.attributes, &allSignals);
-
-    std::vector<char*> argv;
-    argv.push_back(const_cast<char*>(launch.executable.c_str()));
-    for (const std::string& argument : launch.arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-
-    pid_t pid = -1;
-    const int spawnError = ::posix_spawn(&pid, launch.executable.c_str(), &setup.actions,
-                                         &setup.attributes, argv.data(), environ);
-    ::close(ends[1]);
-    if (spawnError != 0) {
-        ::close(ends[0]);
-        throw std::runtime_error(errnoText(launch.executable.c_str(), spawnError));
-    }
-
+std::shared_ptr<JSHelperProcess> JSHelperProcess::adopt(const JSHelperLaunch& launch, pid_t pid,
+                                                        int pidDescriptor, int channel) {
     auto state = std::make_shared<State>();
     state->launch = launch;
     state->pid = pid;
-    state->channel = ends[0];
+    state->pidDescriptor = pidDescriptor;
+    state->channel = channel;
+    return watch(std::move(state));
+}
+
+std::shared_ptr<JSHelperProcess> JSHelperProcess::watch(std::shared_ptr<State> state) {
     state->watcher = std::thread([state] { state->watch(); });
     return std::shared_ptr<JSHelperProcess>(new JSHelperProcess(std::move(state)));
 }

@@ -38,8 +38,9 @@ struct JSHelperOutcome {
     std::size_t residentBytes = 0;
 };
 
-/// One running wordloom-jsrunner process and its channel: started in its own process group with
-/// /dev/null for its standard streams and no other descriptor than the channel, watched by a
+/// One running wordloom-jsrunner process and its channel: started (by us or by the zygote) in its
+/// own process group with /dev/null for its standard streams and no other descriptor than the
+/// channel, watched by a
 /// thread of ours that reads its replies and samples its resident memory from /proc (the engine
 /// cannot start under an address-space limit, so the limit is enforced from outside).
 class JSHelperProcess {
@@ -48,6 +49,13 @@ class JSHelperProcess {
 
     /// Starts the helper. Throws std::runtime_error with the reason when it cannot be started.
     static std::shared_ptr<JSHelperProcess> launch(const JSHelperLaunch& launch);
+
+    /// Watches a helper that another process (the zygote) started for us: `pidDescriptor` (a
+    /// pidfd, taken over) names it for signals without the risk of a reused pid, and `channel`
+    /// (taken over) is our end of its channel. Such a helper is not our child: the zygote reaps
+    /// it.
+    static std::shared_ptr<JSHelperProcess> adopt(const JSHelperLaunch& launch, pid_t pid,
+                                                  int pidDescriptor, int channel);
 
     /// Kills the helper if it still runs.
     ~JSHelperProcess();
@@ -72,6 +80,7 @@ class JSHelperProcess {
   private:
     struct State;
     explicit JSHelperProcess(std::shared_ptr<State> state);
+    static std::shared_ptr<JSHelperProcess> watch(std::shared_ptr<State> state);
     std::shared_ptr<State> state_;
 };
 

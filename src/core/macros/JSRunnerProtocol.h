@@ -24,6 +24,21 @@ inline constexpr int kProtocolVersion = 1;
 /// The helper finds its end of the channel at this descriptor.
 inline constexpr int kChannelDescriptor = 3;
 
+/// Starts the helper as a zygote: it loads the engine's libraries, creates no engine, and forks
+/// a fresh helper for every channel the application hands it.
+///
+/// The zygote's channel is a sequenced-packet socket at kChannelDescriptor. Each request is one
+/// byte carrying the new helper's channel as SCM_RIGHTS; each answer is a ZygoteForkReply carrying
+/// a pidfd of the new helper as SCM_RIGHTS when `error` is 0. The new helper then speaks the
+/// framed protocol below on its channel, exactly like a helper started directly.
+inline constexpr std::string_view kZygoteArgument = "--zygote";
+
+struct ZygoteForkReply {
+    std::int32_t pid = -1;
+    /// 0, or the errno of what failed.
+    std::int32_t error = 0;
+};
+
 inline constexpr std::size_t kFrameHeaderSize = 4;
 /// Larger frames are refused by both ends: a script's text, its context and its output stay far
 /// below this, and a corrupt length must not make either side allocate gigabytes.

@@ -101,7 +101,10 @@ JavaScriptRunner::JavaScriptRunner(JavaScriptRunnerOptions options, Executor* ti
       ownTimers_(timers == nullptr ? std::make_unique<EventLoopExecutor>(1) : nullptr),
       timers_(timers != nullptr ? *timers : *ownTimers_),
       slots_(options_.slotCount),
-      pool_(makeLaunch(options_), options_.idleHelpers, options_.maxRunsPerHelper) {
+      pool_(makeLaunch(options_),
+            JSHelperPoolOptions{options_.idleHelpers, options_.maxRunsPerHelper,
+                                options_.idleHelperLifetime, options_.useZygote},
+            timers_) {
     if (ownTimers_) {
         timerThread_ = std::thread([this] { ownTimers_->run(); });
     }

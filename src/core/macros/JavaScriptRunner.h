@@ -34,10 +34,13 @@ struct JavaScriptRunnerOptions {
     int memoryCheckIntervalMs = 20;
     /// Helpers kept started between scripts.
     std::size_t idleHelpers = 2;
-    /// Start a helper when the runner is made, and another whenever a script takes the last
-    /// idle one, so that scripts rarely wait for a helper to start.
+    /// Start a helper (and the zygote) when the runner is made, so the first script finds one.
     bool keepSpareHelper = true;
     std::size_t maxRunsPerHelper = 200;
+    /// An idle helper unused this long is stopped; it holds about 40 MB.
+    Duration idleHelperLifetime = std::chrono::seconds(60);
+    /// Start helpers from a zygote (a few milliseconds faster) rather than from nothing.
+    bool useZygote = true;
 };
 
 /// Runs snippet scripts in wordloom-jsrunner helper processes.
@@ -56,7 +59,8 @@ class JavaScriptRunner final : public JavaScriptExecuting {
         "This script appears to loop forever. Wordloom stops a script after 5 seconds and ends "
         "the helper process running it, so a runaway snippet only delays its own expansion.";
 
-    /// `timers` tells the time and fires the deadlines; without one the runner keeps a timer
+    /// `timers` tells the time and fires the deadlines and the retirement of idle helpers;
+    /// without one the runner keeps a timer
     /// thread of its own. A given executor must fire its timers even while execute() blocks the
     /// thread that called it, so the application's main queue does not qualify.
     explicit JavaScriptRunner(JavaScriptRunnerOptions options, Executor* timers = nullptr);

@@ -3,6 +3,8 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -12,6 +14,7 @@
 #include <cstring>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "core/macros/JSRunnerProtocol.h"
 #include "helpers/jsrunner/JSString.h"
@@ -135,6 +138,31 @@ std::string runProbe(const std::string& kind, const std::string& argument) {
         }
         return child > 0 ? "spawned" : errnoText("fork");
     }
+    if (kind == "prlimit") {
+        rlimit limit{};
+        if (::prlimit(static_cast<pid_t>(std::atoi(argument.c_str())), RLIMIT_NOFILE, nullptr,
+                      &limit) != 0) {
+            return errnoText("prlimit");
+        }
+        return "read";
+    }
+    if (kind == "descriptors") {
+        // poll is what the filter lets through; it marks a free descriptor POLLNVAL.
+        std::vector<pollfd> descriptors(1024);
+        for (std::size_t i = 0; i < descriptors.size(); ++i) {
+            descriptors[i].fd = static_cast<int>(i);
+        }
+        if (::poll(descriptors.data(), descriptors.size(), 0) < 0) {
+            return errnoText("poll");
+        }
+        std::string open;
+        for (const pollfd& descriptor : descriptors) {
+            if ((descriptor.revents & POLLNVAL) == 0) {
+                open += (open.empty() ? "" : ",") + std::to_string(descriptor.fd);
+            }
+        }
+        return open;
+    }
     if (kind == "crash") {
         std::abort();
     }
@@ -195,11 +223,12 @@ ScriptEngine::~ScriptEngine() {
 }
 
 void ScriptEngine::warmUp() {
-    JSGlobalContextRef context = JSGlobalContextCreateInGroup(group_, nullptr);
-    if (JSObjectRef function = compile(context, kWarmUpSource)) {
-        JSObjectCallAsFunction(context, function, nullptr, 0, nullptr, nullptr);
+    // The first script's global object serves for the warm-up: a global object is the costliest
+    // part of a start after the engine itself, and the warm-up leaves nothing on it.
+    prepareNextContext();
+    if (JSObjectRef function = compile(next_, kWarmUpSource)) {
+        JSObjectCallAsFunction(next_, function, nullptr, 0, nullptr, nullptr);
     }
-    JSGlobalContextRelease(context);
 }
 
 JSValueRef ScriptEngine::refuse(JSContextRef context, JSObjectRef, JSObjectRef, size_t count,

@@ -24,7 +24,7 @@ class ScriptEngine {
     ScriptEngine& operator=(const ScriptEngine&) = delete;
 
     /// Uses once every part of the engine that reads files the first time it is needed (the time
-    /// zone), before the sandbox forbids that.
+    /// zone), before the sandbox forbids that, and builds the first script's global object.
     void warmUp();
 
     /// Builds the global object for the next script ahead of time, so that the work is done

@@ -166,7 +166,6 @@ std::string SyscallSandbox::apply(int channelDescriptor) {
         SCMP_SYS(exit_group),
         SCMP_SYS(set_tid_address),
         SCMP_SYS(getrlimit),
-        SCMP_SYS(prlimit64),
         SCMP_SYS(getrusage),
         // signals, which the collector uses to pause its threads
         SCMP_SYS(rt_sigaction),
@@ -186,6 +185,9 @@ std::string SyscallSandbox::apply(int channelDescriptor) {
         SCMP_SYS(clock_nanosleep),
         SCMP_SYS(getrandom),
     });
+    // Resource limits of this process only (the engine reads its stack size): pid 0 or our own.
+    rc = rc != 0 ? rc : filter.allowWhen(SCMP_SYS(prlimit64), SCMP_A0(SCMP_CMP_EQ, 0));
+    rc = rc != 0 ? rc : filter.allowWhen(SCMP_SYS(prlimit64), SCMP_A0(SCMP_CMP_EQ, self));
     // Signals only to our own threads.
     rc = rc != 0 ? rc : filter.allowWhen(SCMP_SYS(tgkill), SCMP_A0(SCMP_CMP_EQ, self));
     // New threads yes, new processes no: glibc's pthread_create passes CLONE_THREAD, fork does

@@ -1,0 +1,220 @@
+#include "core/macros/JSHelperProcessZygote.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "core/base/Log.h"
+#include "core/macros/JSHelperProcessSpawn.h"
+#include "core/macros/JSRunnerProtocol.h"
+
+namespace wordloom {
+namespace {
+
+const Logger& logger() {
+    static const Logger instance("JSHelperProcessZygote");
+    return instance;
+}
+
+// Closes a descriptor when it goes out of scope unless released.
+class OwnedDescriptor {
+  public:
+    explicit OwnedDescriptor(int descriptor = -1) : descriptor_(descriptor) {}
+    ~OwnedDescriptor() {
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
+    }
+    OwnedDescriptor(const OwnedDescriptor&) = delete;
+    OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
+
+    int get() const { return descriptor_; }
+    int release() { return std::exchange(descriptor_, -1); }
+    void reset(int descriptor) {
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
+        descriptor_ = descriptor;
+    }
+
+  private:
+    int descriptor_;
+};
+
+bool sendChannel(int zygote, int channel) {
+    char byte = 'F';
+    iovec data{&byte, 1};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr message{};
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    cmsghdr* header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(sizeof(int));
+    std::memcpy(CMSG_DATA(header), &channel, sizeof(int));
+    ssize_t sent;
+    do {
+        sent = ::sendmsg(zygote, &message, MSG_NOSIGNAL);
+    } while (sent < 0 && errno == EINTR);
+    return sent == 1;
+}
+
+// Waits at most until `deadline` for the reply; the pidfd it carries goes into `pidDescriptor`.
+std::optional<jsrunner::ZygoteForkReply> receiveReply(
+    int zygote, std::chrono::steady_clock::time_point deadline, OwnedDescriptor& pidDescriptor) {
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            return std::nullopt;
+        }
+        pollfd ready{zygote, POLLIN, 0};
+        const int polled = ::poll(&ready, 1, static_cast<int>(left.count()));
+        if (polled < 0 && errno == EINTR) {
+            continue;
+        }
+        if (polled <= 0) {
+            return std::nullopt;
+        }
+        break;
+    }
+    jsrunner::ZygoteForkReply reply;
+    iovec data{&reply, sizeof reply};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
+    msghdr message{};
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    ssize_t got;
+    do {
+        got = ::recvmsg(zygote, &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
+    } while (got < 0 && errno == EINTR);
+    if (got != static_cast<ssize_t>(sizeof reply)) {
+        return std::nullopt;
+    }
+    for (cmsghdr* header = CMSG_FIRSTHDR(&message); header != nullptr;
+         header = CMSG_NXTHDR(&message, header)) {
+        if (header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS &&
+            header->cmsg_len == CMSG_LEN(sizeof(int))) {
+            int received = -1;
+            std::memcpy(&received, CMSG_DATA(header), sizeof(int));
+            pidDescriptor.reset(received);
+        }
+    }
+    return reply;
+}
+
+}  // namespace
+
+JSHelperProcessZygote::JSHelperProcessZygote(JSHelperLaunch launch, int replyTimeoutMs)
+    : launch_(std::move(launch)), replyTimeoutMs_(replyTimeoutMs) {}
+
+JSHelperProcessZygote::~JSHelperProcessZygote() {
+    stop();
+}
+
+bool JSHelperProcessZygote::start() {
+    std::lock_guard lock(mutex_);
+    return startLocked();
+}
+
+bool JSHelperProcessZygote::startLocked() {
+    if (pid_ > 0) {
+        return true;
+    }
+    try {
+        const SpawnedJSHelper spawned =
+            spawnJSHelper(launch_, SOCK_SEQPACKET, {std::string(jsrunner::kZygoteArgument)});
+        pid_ = spawned.pid;
+        channel_ = spawned.channel;
+        return true;
+    } catch (const std::exception& error) {
+        logger().error(std::string("cannot start the helper zygote: ") + error.what());
+        return false;
+    }
+}
+
+void JSHelperProcessZygote::stop() {
+    std::lock_guard lock(mutex_);
+    stopLocked();
+}
+
+void JSHelperProcessZygote::stopLocked() {
+    if (pid_ <= 0) {
+        return;
+    }
+    ::close(channel_);
+    // Our own child, unreaped until the wait below, so the group id is still the zygote's.
+    ::kill(-pid_, SIGKILL);
+    while (::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    pid_ = -1;
+    channel_ = -1;
+}
+
+std::shared_ptr<JSHelperProcess> JSHelperProcessZygote::fork() {
+    std::lock_guard lock(mutex_);
+    if (!startLocked()) {
+        return nullptr;
+    }
+    std::shared_ptr<JSHelperProcess> helper = forkLocked();
+    if (!helper) {
+        stopLocked();
+    }
+    return helper;
+}
+
+std::shared_ptr<JSHelperProcess> JSHelperProcessZygote::forkLocked() {
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(replyTimeoutMs_);
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+        logger().error(std::string("socketpair: ") + std::strerror(errno));
+        return nullptr;
+    }
+    OwnedDescriptor ours(ends[0]);
+    {
+        OwnedDescriptor theirs(ends[1]);
+        if (!sendChannel(channel_, theirs.get())) {
+            logger().error("the helper zygote does not take requests; stopping it");
+            return nullptr;
+        }
+    }
+    OwnedDescriptor pidDescriptor;
+    const std::optional<jsrunner::ZygoteForkReply> reply =
+        receiveReply(channel_, deadline, pidDescriptor);
+    if (!reply) {
+        logger().error("the helper zygote did not answer in time; stopping it");
+        return nullptr;
+    }
+    if (reply->error != 0 || pidDescriptor.get() < 0 || reply->pid <= 0) {
+        logger().error(std::string("the helper zygote could not start a helper: ") +
+                       std::strerror(reply->error != 0 ? reply->error : EPROTO));
+        return nullptr;
+    }
+    return JSHelperProcess::adopt(launch_, reply->pid, pidDescriptor.release(), ours.release());
+}
+
+bool JSHelperProcessZygote::isRunning() const {
+    std::lock_guard lock(mutex_);
+    return pid_ > 0;
+}
+
+pid_t JSHelperProcessZygote::pid() const {
+    std::lock_guard lock(mutex_);
+    return pid_;
+}
+
+}  // namespace wordloom

@@ -1,0 +1,164 @@
+#include "helpers/jsrunner/Zygote.h"
+
+#include <dirent.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include "core/macros/JSRunnerProtocol.h"
+#include "helpers/jsrunner/HelperSession.h"
+
+namespace wordloom::jsrunner {
+namespace {
+
+// A zombie lingers at most this long before the zygote reaps it.
+constexpr int kReapIntervalMs = 1000;
+
+int threadCount() {
+    DIR* tasks = ::opendir("/proc/self/task");
+    if (tasks == nullptr) {
+        return -1;
+    }
+    int count = 0;
+    while (const dirent* entry = ::readdir(tasks)) {
+        if (entry->d_name[0] != '.') {
+            ++count;
+        }
+    }
+    ::closedir(tasks);
+    return count;
+}
+
+// The descriptor passed with the request, or -1 when there is none (or when the application has
+// gone: then `closed` is set).
+int receiveChannel(bool& closed) {
+    char byte = 0;
+    iovec data{&byte, 1};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
+    msghdr message{};
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t got = ::recvmsg(kChannelDescriptor, &message, MSG_CMSG_CLOEXEC);
+    if (got <= 0) {
+        closed = got == 0 || errno != EINTR;
+        return -1;
+    }
+    int descriptor = -1;
+    for (cmsghdr* header = CMSG_FIRSTHDR(&message); header != nullptr;
+         header = CMSG_NXTHDR(&message, header)) {
+        if (header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS &&
+            header->cmsg_len == CMSG_LEN(sizeof(int)) && descriptor < 0) {
+            std::memcpy(&descriptor, CMSG_DATA(header), sizeof(int));
+        }
+    }
+    return descriptor;
+}
+
+bool sendReply(const ZygoteForkReply& reply, int pidDescriptor) {
+    iovec data{const_cast<ZygoteForkReply*>(&reply), sizeof reply};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr message{};
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    if (pidDescriptor >= 0) {
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        cmsghdr* header = CMSG_FIRSTHDR(&message);
+        header->cmsg_level = SOL_SOCKET;
+        header->cmsg_type = SCM_RIGHTS;
+        header->cmsg_len = CMSG_LEN(sizeof(int));
+        std::memcpy(CMSG_DATA(header), &pidDescriptor, sizeof(int));
+    }
+    return ::sendmsg(kChannelDescriptor, &message, MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(sizeof reply);
+}
+
+// In the forked child: take the new channel as the only descriptor besides the standard
+// streams, lead a process group of its own, and run as an ordinary helper.
+[[noreturn]] void becomeHelper(int channel, bool sandboxProbes, pid_t zygote) {
+    if (::dup2(channel, kChannelDescriptor) != kChannelDescriptor ||
+        ::syscall(SYS_close_range, kChannelDescriptor + 1, UINT_MAX, 0) != 0 ||
+        ::setpgid(0, 0) != 0) {
+        ::_exit(1);
+    }
+    ::signal(SIGCHLD, SIG_DFL);
+    runHelperSession(sandboxProbes, zygote);
+}
+
+}  // namespace
+
+int Zygote::serve(bool sandboxProbes) {
+    // Forking is only safe while no other thread could hold a lock the child would inherit.
+    if (threadCount() != 1) {
+        std::fprintf(stderr, "wordloom-jsrunner: the zygote must be single-threaded\n");
+        return 3;
+    }
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::signal(SIGPIPE, SIG_IGN);
+    const pid_t self = ::getpid();
+    int liveChildren = 0;
+    for (;;) {
+        // Children are reaped only here, after their pidfd went out: until then a zombie keeps
+        // its pid from being reused, so the pidfd always names the child we forked.
+        while (liveChildren > 0 && ::waitpid(-1, nullptr, WNOHANG) > 0) {
+            --liveChildren;
+        }
+        pollfd channelReady{kChannelDescriptor, POLLIN, 0};
+        const int ready = ::poll(&channelReady, 1, liveChildren > 0 ? kReapIntervalMs : -1);
+        if (ready < 0 && errno != EINTR) {
+            return 1;
+        }
+        if (ready <= 0) {
+            continue;
+        }
+        bool closed = false;
+        const int channel = receiveChannel(closed);
+        if (closed) {
+            return 0;
+        }
+        ZygoteForkReply reply;
+        if (channel < 0) {
+            reply.error = EBADF;
+            sendReply(reply, -1);
+            continue;
+        }
+        const pid_t child = ::fork();
+        if (child == 0) {
+            becomeHelper(channel, sandboxProbes, self);
+        }
+        const int forkError = errno;
+        ::close(channel);
+        int pidDescriptor = -1;
+        if (child < 0) {
+            reply.error = forkError;
+        } else {
+            ++liveChildren;
+            reply.pid = child;
+            pidDescriptor = static_cast<int>(::syscall(SYS_pidfd_open, child, 0));
+            if (pidDescriptor < 0) {
+                reply.error = errno;
+                ::kill(child, SIGKILL);
+            }
+        }
+        const bool sent = sendReply(reply, pidDescriptor);
+        if (pidDescriptor >= 0) {
+            ::close(pidDescriptor);
+        }
+        if (!sent) {
+            return 0;
+        }
+    }
+}
+
+}  // namespace wordloom::jsrunner
