@@ -47,7 +47,8 @@ class JSHelperPool {
     bool prewarm();
 
     std::size_t idleCount() const;
-    bool zygoteRunning() const { return zygote_ && zygote_->isRunning(); }
+    /// The zygote's pid, or -1 when none runs.
+    pid_t zygotePid() const { return zygote_ ? zygote_->pid() : -1; }
     const JSHelperLaunch& launch() const { return launch_; }
 
   private:
