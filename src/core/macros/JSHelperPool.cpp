@@ -24,7 +24,8 @@ JSHelperPool::JSHelperPool(JSHelperLaunch launch, JSHelperPoolOptions options, E
     : launch_(std::move(launch)),
       options_(options),
       timers_(timers),
-      zygote_(options_.useZygote ? std::make_unique<JSHelperProcessZygote>(launch_) : nullptr) {}
+      zygote_(options_.useZygote ? std::make_unique<JSHelperProcessZygote>(launch_, launcher_)
+                                 : nullptr) {}
 
 JSHelperPool::~JSHelperPool() {
     std::vector<Idle> idle;
@@ -62,7 +63,13 @@ std::shared_ptr<JSHelperProcess> JSHelperPool::startHelper() {
             logger().error("the helper zygote keeps failing; starting helpers directly");
         }
     }
-    return JSHelperProcess::launch(launch_);
+    return launchDirectly();
+}
+
+std::shared_ptr<JSHelperProcess> JSHelperPool::launchDirectly() {
+    std::shared_ptr<JSHelperProcess> helper;
+    launcher_.run([&] { helper = JSHelperProcess::launch(launch_); });
+    return helper;
 }
 
 void JSHelperPool::giveBack(std::shared_ptr<JSHelperProcess> helper) {
@@ -130,7 +137,7 @@ bool JSHelperPool::prewarm() {
     // Started directly rather than from the zygote: that returns at once, while the first fork
     // would wait for the zygote to finish loading.
     try {
-        keepIdle(JSHelperProcess::launch(launch_));
+        keepIdle(launchDirectly());
         return true;
     } catch (const std::exception& error) {
         logger().error(std::string("cannot start the script helper: ") + error.what());

@@ -8,6 +8,7 @@
 
 #include "core/base/Executor.h"
 #include "core/macros/JSHelperProcess.h"
+#include "core/macros/JSHelperProcessLauncher.h"
 #include "core/macros/JSHelperProcessZygote.h"
 
 namespace wordloom {
@@ -57,6 +58,7 @@ class JSHelperPool {
         Timestamp since;
     };
     std::shared_ptr<JSHelperProcess> startHelper();
+    std::shared_ptr<JSHelperProcess> launchDirectly();
     void keepIdle(std::shared_ptr<JSHelperProcess> helper);
     void scheduleRetirementLocked(Timestamp due);
     void retireExpired();
@@ -64,6 +66,7 @@ class JSHelperPool {
     const JSHelperLaunch launch_;
     const JSHelperPoolOptions options_;
     Executor& timers_;
+    JSHelperProcessLauncher launcher_;
     std::unique_ptr<JSHelperProcessZygote> zygote_;
     std::atomic<std::size_t> zygoteFailures_{0};
     mutable std::mutex mutex_;

@@ -118,8 +118,9 @@ std::optional<jsrunner::ZygoteForkReply> receiveReply(
 
 }  // namespace
 
-JSHelperProcessZygote::JSHelperProcessZygote(JSHelperLaunch launch, int replyTimeoutMs)
-    : launch_(std::move(launch)), replyTimeoutMs_(replyTimeoutMs) {}
+JSHelperProcessZygote::JSHelperProcessZygote(JSHelperLaunch launch,
+                                             JSHelperProcessLauncher& launcher, int replyTimeoutMs)
+    : launch_(std::move(launch)), launcher_(launcher), replyTimeoutMs_(replyTimeoutMs) {}
 
 JSHelperProcessZygote::~JSHelperProcessZygote() {
     stop();
@@ -135,8 +136,11 @@ bool JSHelperProcessZygote::startLocked() {
         return true;
     }
     try {
-        const SpawnedJSHelper spawned =
-            spawnJSHelper(launch_, SOCK_SEQPACKET, {std::string(jsrunner::kZygoteArgument)});
+        SpawnedJSHelper spawned;
+        launcher_.run([&] {
+            spawned =
+                spawnJSHelper(launch_, SOCK_SEQPACKET, {std::string(jsrunner::kZygoteArgument)});
+        });
         pid_ = spawned.pid;
         channel_ = spawned.channel;
         return true;

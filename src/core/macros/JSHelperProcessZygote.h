@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "core/macros/JSHelperProcess.h"
+#include "core/macros/JSHelperProcessLauncher.h"
 
 namespace wordloom {
 
@@ -18,8 +19,10 @@ namespace wordloom {
 /// libraries' and can be dropped by the system), so it is kept for the runner's life.
 class JSHelperProcessZygote {
   public:
-    /// `replyTimeoutMs` bounds how long fork() waits for the zygote, its own start included.
-    explicit JSHelperProcessZygote(JSHelperLaunch launch, int replyTimeoutMs = 500);
+    /// The zygote is started on `launcher`'s thread. `replyTimeoutMs` bounds how long fork()
+    /// waits for the zygote, its own start included.
+    JSHelperProcessZygote(JSHelperLaunch launch, JSHelperProcessLauncher& launcher,
+                          int replyTimeoutMs = 500);
     /// Stops the zygote, and with it every helper it forked: they die with their parent, as
     /// directly started helpers die with the application.
     ~JSHelperProcessZygote();
@@ -48,6 +51,7 @@ class JSHelperProcessZygote {
     std::shared_ptr<JSHelperProcess> forkLocked();
 
     const JSHelperLaunch launch_;
+    JSHelperProcessLauncher& launcher_;
     const int replyTimeoutMs_;
     mutable std::mutex mutex_;
     pid_t pid_ = -1;

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <future>
 #include <sstream>
+#include <thread>
 
 #include "core/base/ManualExecutor.h"
 #include "core/macros/JSHelperPool.h"
@@ -92,7 +93,8 @@ class HelperStartTest : public ::testing::TestWithParam<bool> {
         return helper;
     }
 
-    JSHelperProcessZygote zygote{testLaunch(), 20000};
+    JSHelperProcessLauncher launcher;
+    JSHelperProcessZygote zygote{testLaunch(), launcher, 20000};
 };
 
 TEST_P(HelperStartTest, AHelperIsConfinedHoweverItStarts) {
@@ -136,7 +138,8 @@ std::string startName(const ::testing::TestParamInfo<bool>& started) {
 INSTANTIATE_TEST_SUITE_P(DirectAndFromZygote, HelperStartTest, ::testing::Bool(), startName);
 
 TEST(JSHelperProcessZygote, ItsHelpersDieWithItAndAFailedZygoteIsReplaced) {
-    JSHelperProcessZygote zygote(testLaunch(), 20000);
+    JSHelperProcessLauncher launcher;
+    JSHelperProcessZygote zygote(testLaunch(), launcher, 20000);
     auto helper = zygote.fork();
     ASSERT_TRUE(helper);
     const int helperDescriptor = openPidDescriptor(helper->pid());
@@ -172,6 +175,21 @@ TEST(JSHelperPoolZygote, AScriptStillGetsAHelperWhenTheZygoteHasDied) {
     EXPECT_NE(pool.zygotePid(), zygote);
     EXPECT_EQ(parentOf(fromNewZygote->pid()), pool.zygotePid());
     EXPECT_EQ(runOn(*fromNewZygote, "return 'forked'"), "forked");
+}
+
+// A helper dies with the thread that started it, so the pool must not start it on the thread
+// that happens to ask: that may be the watcher of another helper, about to end.
+TEST(JSHelperPoolThreads, HelpersOutliveTheThreadThatAskedForThem) {
+    ManualExecutor clock;
+    for (const bool useZygote : {false, true}) {
+        JSHelperPoolOptions options;
+        options.useZygote = useZygote;
+        JSHelperPool pool(testLaunch(), options, clock);
+        std::shared_ptr<JSHelperProcess> helper;
+        std::thread([&] { helper = pool.take(); }).join();
+
+        EXPECT_EQ(runOn(*helper, "return 'alive'"), "alive") << "zygote: " << useZygote;
+    }
 }
 
 class JSHelperPoolRetirementTest : public ::testing::Test {
