@@ -37,7 +37,7 @@ struct JavaScriptRunnerOptions {
     /// Start a helper (and the zygote) when the runner is made, so the first script finds one.
     bool keepSpareHelper = true;
     std::size_t maxRunsPerHelper = 200;
-    /// An idle helper unused this long is stopped; it holds about 40 MB.
+    /// An idle helper unused this long is stopped: it keeps the heap its scripts grew.
     Duration idleHelperLifetime = std::chrono::seconds(60);
     /// Start helpers from a zygote (a few milliseconds faster) rather than from nothing.
     bool useZygote = true;
