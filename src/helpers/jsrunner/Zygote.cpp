@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -19,9 +20,6 @@
 
 namespace wordloom::jsrunner {
 namespace {
-
-// A zombie lingers at most this long before the zygote reaps it.
-constexpr int kReapIntervalMs = 1000;
 
 int threadCount() {
     DIR* tasks = ::opendir("/proc/self/task");
@@ -49,9 +47,12 @@ int receiveChannel(bool& closed) {
     message.msg_iovlen = 1;
     message.msg_control = control;
     message.msg_controllen = sizeof control;
-    const ssize_t got = ::recvmsg(kChannelDescriptor, &message, MSG_CMSG_CLOEXEC);
+    ssize_t got;
+    do {
+        got = ::recvmsg(kChannelDescriptor, &message, MSG_CMSG_CLOEXEC);
+    } while (got < 0 && errno == EINTR);
     if (got <= 0) {
-        closed = got == 0 || errno != EINTR;
+        closed = true;
         return -1;
     }
     int descriptor = -1;
@@ -86,14 +87,23 @@ bool sendReply(const ZygoteForkReply& reply, int pidDescriptor) {
 
 // In the forked child: take the new channel as the only descriptor besides the standard
 // streams, lead a process group of its own, and run as an ordinary helper.
-[[noreturn]] void becomeHelper(int channel, bool sandboxProbes, pid_t zygote) {
+[[noreturn]] void becomeHelper(int channel, bool sandboxProbes, pid_t zygote,
+                               const sigset_t& signalMask) {
     if (::dup2(channel, kChannelDescriptor) != kChannelDescriptor ||
         ::syscall(SYS_close_range, kChannelDescriptor + 1, UINT_MAX, 0) != 0 ||
-        ::setpgid(0, 0) != 0) {
+        ::setpgid(0, 0) != 0 || ::sigprocmask(SIG_SETMASK, &signalMask, nullptr) != 0) {
         ::_exit(1);
     }
-    ::signal(SIGCHLD, SIG_DFL);
     runHelperSession(sandboxProbes, zygote);
+}
+
+// Reaps every child that has ended; returns how many.
+int reapEndedChildren() {
+    int reaped = 0;
+    while (::waitpid(-1, nullptr, WNOHANG) > 0) {
+        ++reaped;
+    }
+    return reaped;
 }
 
 }  // namespace
@@ -107,19 +117,37 @@ int Zygote::serve(bool sandboxProbes) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     ::signal(SIGPIPE, SIG_IGN);
     const pid_t self = ::getpid();
-    int liveChildren = 0;
+
+    // Ended children are noticed through a descriptor rather than a handler, so the zygote
+    // sleeps until there is something to do.
+    sigset_t childEnded;
+    sigemptyset(&childEnded);
+    sigaddset(&childEnded, SIGCHLD);
+    sigset_t originalMask;
+    if (::sigprocmask(SIG_BLOCK, &childEnded, &originalMask) != 0) {
+        return 1;
+    }
+    const int childEvents = ::signalfd(-1, &childEnded, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (childEvents < 0) {
+        return 1;
+    }
     for (;;) {
-        // Children are reaped only here, after their pidfd went out: until then a zombie keeps
-        // its pid from being reused, so the pidfd always names the child we forked.
-        while (liveChildren > 0 && ::waitpid(-1, nullptr, WNOHANG) > 0) {
-            --liveChildren;
-        }
-        pollfd channelReady{kChannelDescriptor, POLLIN, 0};
-        const int ready = ::poll(&channelReady, 1, liveChildren > 0 ? kReapIntervalMs : -1);
-        if (ready < 0 && errno != EINTR) {
+        pollfd ready[] = {{kChannelDescriptor, POLLIN, 0}, {childEvents, POLLIN, 0}};
+        if (::poll(ready, 2, -1) < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
             return 1;
         }
-        if (ready <= 0) {
+        if (ready[1].revents != 0) {
+            signalfd_siginfo drained[8];
+            while (::read(childEvents, drained, sizeof drained) > 0) {
+            }
+            // A child is reaped only here, after its pidfd went out: until then its zombie keeps
+            // the pid from being reused, so the pidfd always names the child we forked.
+            reapEndedChildren();
+        }
+        if (ready[0].revents == 0) {
             continue;
         }
         bool closed = false;
@@ -135,7 +163,7 @@ int Zygote::serve(bool sandboxProbes) {
         }
         const pid_t child = ::fork();
         if (child == 0) {
-            becomeHelper(channel, sandboxProbes, self);
+            becomeHelper(channel, sandboxProbes, self, originalMask);
         }
         const int forkError = errno;
         ::close(channel);
@@ -143,7 +171,6 @@ int Zygote::serve(bool sandboxProbes) {
         if (child < 0) {
             reply.error = forkError;
         } else {
-            ++liveChildren;
             reply.pid = child;
             pidDescriptor = static_cast<int>(::syscall(SYS_pidfd_open, child, 0));
             if (pidDescriptor < 0) {
