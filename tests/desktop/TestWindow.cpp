@@ -3,6 +3,9 @@
 //
 //   wordloom-test-window editor OUTPUT          writes the editor's text to OUTPUT on every
 //                                               change, its caret to OUTPUT.caret
+//   wordloom-test-window rich OUTPUT            a rich-text editor: writes its plain text to
+//                                               OUTPUT, and each format a paste offered to
+//                                               OUTPUT.pasted/<hex type>
 //   wordloom-test-window copy TYPE FILE ...     owns the clipboard with those formats until killed
 //   wordloom-test-window read FOLDER            writes each clipboard format to FOLDER/<hex type>
 //   wordloom-test-window screenshot FILE        saves the whole screen as a PNG
@@ -17,6 +20,7 @@
 #include <QSaveFile>
 #include <QScreen>
 #include <QTextCursor>
+#include <QTextEdit>
 #include <QTimer>
 #include <cstdio>
 
@@ -40,6 +44,38 @@ int runEditor(QApplication& application, const QString& output) {
     };
     QObject::connect(&editor, &QPlainTextEdit::textChanged, report);
     QObject::connect(&editor, &QPlainTextEdit::cursorPositionChanged, report);
+    report();
+    editor.show();
+    editor.activateWindow();
+    editor.setFocus();
+    return application.exec();
+}
+
+/// Accepts what a paste offers, as a word processor would, and keeps a copy of each format.
+class RecordingEditor final : public QTextEdit {
+  public:
+    explicit RecordingEditor(QString folder) : folder_(std::move(folder)) {}
+
+  protected:
+    void insertFromMimeData(const QMimeData* source) override {
+        QDir(folder_).removeRecursively();
+        QDir().mkpath(folder_);
+        for (const QString& type : source->formats()) {
+            save(folder_ + "/" + QString::fromLatin1(type.toUtf8().toHex()), source->data(type));
+        }
+        QTextEdit::insertFromMimeData(source);
+    }
+
+  private:
+    QString folder_;
+};
+
+int runRichEditor(QApplication& application, const QString& output) {
+    RecordingEditor editor(output + ".pasted");
+    editor.setWindowTitle("Wordloom Qt Rich Editor");
+    editor.resize(700, 400);
+    const auto report = [&] { save(output, editor.toPlainText().toUtf8()); };
+    QObject::connect(&editor, &QTextEdit::textChanged, report);
     report();
     editor.show();
     editor.activateWindow();
@@ -86,6 +122,9 @@ int main(int argc, char** argv) {
     if (arguments.size() >= 3 && arguments[1] == "editor") {
         return runEditor(application, arguments[2]);
     }
+    if (arguments.size() >= 3 && arguments[1] == "rich") {
+        return runRichEditor(application, arguments[2]);
+    }
     if (arguments.size() >= 4 && arguments[1] == "copy") {
         return runCopy(application, arguments.mid(2));
     }
@@ -96,7 +135,8 @@ int main(int argc, char** argv) {
         return QGuiApplication::primaryScreen()->grabWindow(0).save(arguments[2], "PNG") ? 0 : 1;
     }
     std::fputs(
-        "usage: wordloom-test-window editor OUTPUT | copy TYPE FILE... | read FOLDER | "
+        "usage: wordloom-test-window editor OUTPUT | rich OUTPUT | copy TYPE FILE... | "
+        "read FOLDER | "
         "screenshot FILE\n",
         stderr);
     return 2;

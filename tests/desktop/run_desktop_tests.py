@@ -8,9 +8,11 @@ back. Every wait is on a condition with a generous deadline; nothing depends on 
 """
 
 import argparse
+import base64
 import json
 import os
 import signal
+import struct
 import subprocess
 import sys
 import time
@@ -33,7 +35,7 @@ def read(path):
 class Wordloom:
     """A library with the given snippets and settings, and `wordloom start` on it."""
 
-    def __init__(self, desktop, snippets, settings=None):
+    def __init__(self, desktop, snippets, settings=None, ready="Wordloom is running"):
         self.desktop = desktop
         self.data = os.path.join(desktop.folder, "library")
         for snippet in snippets:
@@ -42,32 +44,43 @@ class Wordloom:
             self.run("settings", "set", key, value)
         self.log = os.path.join(desktop.folder, os.path.basename(OPTIONS.wordloom) + ".log")
         self.process = desktop.spawn([OPTIONS.wordloom, "--data-dir", self.data, "start"])
-        wait_for(lambda: "Wordloom is running" in (read(self.log) or ""), timeout=30,
+        wait_for(lambda: ready in (read(self.log) or ""), timeout=30,
                  what="wordloom to start:\n" + self.data)
 
     def run(self, *arguments):
         return subprocess.run([OPTIONS.wordloom, "--data-dir", self.data, *arguments],
                               env=self.desktop.env, check=True, capture_output=True, text=True)
 
-    def add(self, abbreviation, content, trigger="immediate", case=None, apps=None, label=None):
+    def add(self, abbreviation, content="", trigger="immediate", case=None, apps=None,
+            label=None, rtf=None, image=None):
         arguments = ["add", "--abbreviation", abbreviation, "--content", content, "--trigger",
                      trigger]
         if case:
             arguments += ["--case", case]
         if label:
             arguments += ["--label", label]
+        if image:
+            path = os.path.join(self.desktop.folder, abbreviation.strip(";") + ".image")
+            with open(path, "wb") as stream:
+                stream.write(image)
+            arguments += ["--image", path]
         snippet_id = self.run(*arguments).stdout.strip().split()[-1]
         if apps:
-            self.whitelist(snippet_id, apps)
+            self.patch(snippet_id, {"appFilterMode": "whitelist",
+                                    "filteredApps": [{"bundleId": app, "name": app}
+                                                     for app in apps]})
+        if rtf:
+            # The command line has no rich-text editor: the record is written as the editor would.
+            self.patch(snippet_id, {"contentType": "richText",
+                                    "richTextData": base64.b64encode(rtf.encode()).decode()})
 
-    def whitelist(self, snippet_id, apps):
+    def patch(self, snippet_id, fields):
         path = os.path.join(self.data, "snippets.json")
         with open(path, encoding="utf-8") as stream:
             snippets = json.load(stream)
         for snippet in snippets:
             if snippet["id"].lower() == snippet_id.lower():
-                snippet["appFilterMode"] = "whitelist"
-                snippet["filteredApps"] = [{"bundleId": app, "name": app} for app in apps]
+                snippet.update(fields)
         with open(path, "w", encoding="utf-8") as stream:
             json.dump(snippets, stream, indent=2, sort_keys=True)
 
@@ -78,11 +91,17 @@ class DesktopTestCase(unittest.TestCase):
         {"abbreviation": "addr", "content": "1 Main St", "trigger": "delimiter"},
     ]
     settings = {}
+    accessibility_at_start = True
 
     def setUp(self):
         self.desktop = Desktop()
         self.addCleanup(self.desktop.close)
-        self.wordloom = Wordloom(self.desktop, self.snippets, self.settings)
+        if self.accessibility_at_start:
+            self.wordloom = Wordloom(self.desktop, self.snippets, self.settings)
+        else:
+            self.assertTrue(self.desktop.set_accessibility(False))
+            self.wordloom = Wordloom(self.desktop, self.snippets, self.settings,
+                                     ready="Waiting for accessibility")
         self.typist = self.desktop.typist()
         self.addCleanup(self.typist.close)
 
@@ -118,6 +137,13 @@ class DesktopTestCase(unittest.TestCase):
             self.fail("the window never got the keyboard focus")
         self.typist.key("BackSpace")
         wait_for(lambda: read(path) == before, what="the probe key to be erased")
+
+    def open_rich(self, name="rich"):
+        path = self.output(name + ".txt")
+        self.desktop.spawn([OPTIONS.test_window, "rich", path])
+        wait_for(lambda: read(path) is not None, what="the Qt rich editor")
+        self.focus_settles(path)
+        return path
 
     def expect_text(self, path, expected, timeout=10):
         try:
@@ -219,8 +245,58 @@ class ExpansionTests(DesktopTestCase):
             self.expect_text(path, expected)
 
 
+def formats_in(folder):
+    """The files a test window wrote, one per clipboard format, by format."""
+    result = {}
+    for name in os.listdir(folder) if os.path.isdir(folder) else []:
+        with open(os.path.join(folder, name), "rb") as stream:
+            result[bytes.fromhex(name).decode()] = stream.read()
+    return result
+
+
+def bmp(width, height, pixel=(0, 0, 255)):
+    """A 24-bit BMP of one colour (bottom-up rows padded to four bytes)."""
+    row = bytes(pixel) * width + b"\0" * ((4 - width * 3 % 4) % 4)
+    pixels = row * height
+    header = struct.pack("<2sIHHI", b"BM", 54 + len(pixels), 0, 0, 54)
+    info = struct.pack("<IiiHHIIiiII", 40, width, height, 1, 24, 0, len(pixels), 2835, 2835, 0, 0)
+    return header + info + pixels
+
+
+RICH_TEXT = ("{\\rtf1\\ansi\\ansicpg1252{\\fonttbl\\f0\\fswiss Helvetica;}\\f0 Dear \\b Anna\\b0 , "
+             "see {\\field{\\*\\fldinst{HYPERLINK \"https://example.com/\"}}{\\fldrslt our site}}"
+             " \\'96 caf\\'e9.}")
+
+
 class ClipboardTests(DesktopTestCase):
     settings = {"debugLoggingEnabled": "true"}
+    snippets = DesktopTestCase.snippets + [
+        {"abbreviation": ";rich", "content": "Dear Anna, see our site \u2013 caf\u00e9.",
+         "rtf": RICH_TEXT},
+        {"abbreviation": ";img", "image": bmp(5, 3)},
+    ]
+
+    def test_rich_text_is_pasted_as_rtf_html_and_plain_text(self):
+        path = self.open_rich()
+        self.typist.type(";rich")
+        self.expect_text(path, "Dear Anna, see our site \u2013 caf\u00e9.")
+        pasted = formats_in(path + ".pasted")
+        self.assertEqual(pasted.get("text/rtf"), RICH_TEXT.encode())
+        self.assertEqual(pasted.get("text/plain"), "Dear Anna, see our site \u2013 caf\u00e9.".encode())
+        html = pasted.get("text/html", b"").decode()
+        self.assertIn("Dear <b>Anna</b>, see <a href=\"https://example.com/\">our site</a>", html)
+        self.assertIn("\u2013 caf\u00e9.", html)
+
+    def test_an_image_is_pasted_as_png(self):
+        path = self.open_rich()
+        self.typist.type(";img")
+        wait_for(lambda: "image/png" in formats_in(path + ".pasted"), what="the pasted image")
+        pasted = formats_in(path + ".pasted")
+        png = pasted["image/png"]
+        self.assertEqual(png[:8], b"\x89PNG\r\n\x1a\n")
+        self.assertEqual(struct.unpack(">II", png[16:24]), (5, 3))  # IHDR width, height
+        self.assertEqual(pasted.get("image/bmp"), bmp(5, 3))
+        wait_for(lambda: ";img" not in read(path), what="the abbreviation to be erased")
 
     def test_user_clipboard_is_restored_with_every_format(self):
         formats = {"text/plain": b"user text", "text/html": b"<b>user</b> text",
@@ -335,8 +411,9 @@ def active_window_name(desktop):
     return active_window_property(desktop, "WM_NAME")
 
 
-SUITES = {"expansion": ExpansionTests, "clipboard": ClipboardTests,
-          "robustness": RobustnessTests, "accessibility": AccessibilityBusTests}
+SUITES = {"expansion": [ExpansionTests], "clipboard": [ClipboardTests],
+          "robustness": [RobustnessTests],
+          "accessibility": [AccessibilityBusTests]}
 
 
 def main():
@@ -351,9 +428,11 @@ def main():
         suite = unittest.TestSuite(loader.loadTestsFromName(name, sys.modules[__name__])
                                    for name in OPTIONS.tests)
     elif OPTIONS.suite:
-        suite = loader.loadTestsFromTestCase(SUITES[OPTIONS.suite])
+        suite = unittest.TestSuite(loader.loadTestsFromTestCase(case)
+                                   for case in SUITES[OPTIONS.suite])
     else:
-        suite = unittest.TestSuite(loader.loadTestsFromTestCase(case) for case in SUITES.values())
+        suite = unittest.TestSuite(loader.loadTestsFromTestCase(case)
+                                   for cases in SUITES.values() for case in cases)
     result = unittest.TextTestRunner(verbosity=2).run(suite)
     if result.wasSuccessful():
         return 0
@@ -368,6 +447,7 @@ def main():
             print("FLAKY (passed when run again): " + test.id())
         return 0
     return 1
+
 
 
 if __name__ == "__main__":

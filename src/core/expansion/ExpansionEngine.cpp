@@ -235,9 +235,17 @@ void ExpansionEngine::begin(Request request) {
             finish(request, false);
             return;
         }
+        try {
+            imageFormats_ = services_.pasteboard.withPlatformRepresentations(
+                {{imageType(*bytes), std::string(bytes->begin(), bytes->end())}});
+        } catch (const PasteboardFormatError& error) {
+            logger_.error("The image of \u201c" + label(snippet) +
+                          "\u201d cannot be pasted: " + error.what());
+            finish(request, false);
+            return;
+        }
         MacroEvaluationResult result;
         result.expandedContent = objectReplacementCharacter;
-        imageBytes_ = *bytes;
         evaluated(std::move(request), std::move(context), std::move(result));
         return;
     }
@@ -346,14 +354,22 @@ std::vector<PasteboardItem> ExpansionEngine::formatsFor(const Request& request,
                                                         const MacroEvaluationResult& result) {
     const Snippet& snippet = *request.snippet;
     if (snippet.contentType == ContentType::image) {
-        return {{imageType(imageBytes_), std::string(imageBytes_.begin(), imageBytes_.end())}};
+        return imageFormats_;
     }
     if (snippet.contentType == ContentType::richText && snippet.richTextData) {
         const std::string rtf(snippet.richTextData->begin(), snippet.richTextData->end());
-        return {{pasteboardType::rtf, rtf},
-                {"application/rtf", rtf},
-                {pasteboardType::plainTextUtf8, result.expandedContent},
-                {pasteboardType::plainText, result.expandedContent}};
+        std::vector<PasteboardItem> formats = {
+            {pasteboardType::rtf, rtf},
+            {"application/rtf", rtf},
+            {pasteboardType::plainTextUtf8, result.expandedContent},
+            {pasteboardType::plainText, result.expandedContent}};
+        try {
+            return services_.pasteboard.withPlatformRepresentations(formats);
+        } catch (const PasteboardFormatError& error) {
+            logger_.error(std::string("Pasting the rich text without its other forms: ") +
+                          error.what());
+            return formats;
+        }
     }
     return {};
 }
@@ -384,7 +400,7 @@ void ExpansionEngine::insert(const Request& request, const MacroEvaluationResult
 
 void ExpansionEngine::finish(const Request& request, bool inserted) {
     activeSession_.reset();
-    imageBytes_.clear();
+    imageFormats_.clear();
     logger_.debug(inserted ? "Expansion finished" : "Expansion ended without inserting");
     if (inserted) {
         recordSuccess(*request.snippet, NotificationKind::expansion);

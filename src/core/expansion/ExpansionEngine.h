@@ -121,7 +121,8 @@ class ExpansionEngine {
     std::uint64_t keysFed_ = 0;
     // The text last handed to the detector: the delimiter, when a delimiter fired a match.
     std::string lastFedText_;
-    Bytes imageBytes_;
+    // The image snippet being expanded, in every form it is offered in.
+    std::vector<PasteboardItem> imageFormats_;
     std::map<Uuid, ScheduledTask> pendingNotifications_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

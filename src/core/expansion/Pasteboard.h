@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,13 @@ inline constexpr const char* rtf = "text/rtf";
 inline constexpr const char* png = "image/png";
 }  // namespace pasteboardType
 
+/// A representation that cannot be offered, with the reason for the user (an image that does
+/// not decode).
+class PasteboardFormatError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
 /// The system pasteboard. Every member runs on the main queue except waitUntilRead(), which the
 /// inserter calls from its background thread.
 class Pasteboard {
@@ -47,6 +55,14 @@ class Pasteboard {
     /// the change count right after the write.
     virtual std::uint64_t write(PasteboardSelection selection,
                                 const std::vector<PasteboardItem>& items) = 0;
+
+    /// What to write for `items`: `items` and the representations this platform's applications
+    /// look for besides (HTML next to RTF, PNG for any image). Throws PasteboardFormatError when
+    /// an item cannot be converted; nothing is written then.
+    virtual std::vector<PasteboardItem> withPlatformRepresentations(
+        std::vector<PasteboardItem> items) {
+        return items;
+    }
 
     /// The clipboard's plain text, or nullopt.
     virtual std::optional<std::string> plainText() = 0;

@@ -23,6 +23,11 @@ std::uint64_t FakePasteboard::write(PasteboardSelection selection,
     return ++state.changeCount;
 }
 
+std::vector<PasteboardItem> FakePasteboard::withPlatformRepresentations(
+    std::vector<PasteboardItem> items) {
+    return representations ? representations(std::move(items)) : items;
+}
+
 std::optional<std::string> FakePasteboard::plainText() {
     return textOf(PasteboardSelection::clipboard);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -18,6 +19,8 @@ class FakePasteboard final : public Pasteboard {
     std::optional<PasteboardSnapshot> snapshot(PasteboardSelection selection) override;
     std::uint64_t write(PasteboardSelection selection,
                         const std::vector<PasteboardItem>& items) override;
+    std::vector<PasteboardItem> withPlatformRepresentations(
+        std::vector<PasteboardItem> items) override;
     std::optional<std::string> plainText() override;
     void waitUntilRead(Duration quiet, Duration limit) override;
 
@@ -27,6 +30,9 @@ class FakePasteboard final : public Pasteboard {
     /// The plain text of `selection`, as an application pasting it would read it.
     std::optional<std::string> textOf(PasteboardSelection selection);
     void setOwnerUnresponsive(bool unresponsive) { ownerUnresponsive_ = unresponsive; }
+    /// Stands in for the platform's conversions (may throw PasteboardFormatError); unset, the
+    /// items are written as given.
+    std::function<std::vector<PasteboardItem>(std::vector<PasteboardItem>)> representations;
 
     std::size_t snapshotCount() const { return snapshots_; }
     std::size_t writeCount() const { return writes_; }

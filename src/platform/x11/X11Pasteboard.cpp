@@ -8,6 +8,7 @@
 #include <X11/Xatom.h>
 #include <X11/extensions/Xfixes.h>
 
+#include "platform/x11/PasteboardRepresentations.h"
 #include "platform/x11/X11Support.h"
 
 namespace wordloom {
@@ -186,6 +187,11 @@ std::uint64_t X11Pasteboard::write(PasteboardSelection selection,
         ownWindow_[index] = items.empty() ? 0 : XGetSelectionOwner(display_, atomFor(selection));
     }
     return ++changeCounts_[index];
+}
+
+std::vector<PasteboardItem> X11Pasteboard::withPlatformRepresentations(
+    std::vector<PasteboardItem> items) {
+    return withX11Representations(std::move(items));
 }
 
 std::optional<std::string> X11Pasteboard::plainText() {

@@ -29,6 +29,8 @@ class X11Pasteboard final : public Pasteboard {
     std::optional<PasteboardSnapshot> snapshot(PasteboardSelection selection) override;
     std::uint64_t write(PasteboardSelection selection,
                         const std::vector<PasteboardItem>& items) override;
+    std::vector<PasteboardItem> withPlatformRepresentations(
+        std::vector<PasteboardItem> items) override;
     std::optional<std::string> plainText() override;
     void waitUntilRead(Duration quiet, Duration limit) override;
 

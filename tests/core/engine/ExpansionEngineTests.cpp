@@ -260,5 +260,57 @@ TEST(ExpansionEngineTests, ImageWithoutItsFileLeavesTheAbbreviation) {
     EXPECT_EQ(pasted[0].type, "image/png");
 }
 
+TEST(ExpansionEngineTests, ImageThatDoesNotDecodeErasesNothing) {
+    EngineRig rig;
+    auto snippet = makeSnippet(";img", TriggerMode::immediate, "");
+    snippet.contentType = ContentType::image;
+    rig.add(snippet);
+    rig.library.images[snippet.id] = Bytes{'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'g'};
+    rig.pasteboard.representations =
+        [](std::vector<PasteboardItem>) -> std::vector<PasteboardItem> {
+        throw PasteboardFormatError("cannot be read");
+    };
+    rig.type(";img");
+
+    EXPECT_EQ(rig.field.text(), ";img");
+    EXPECT_EQ(rig.library.uses[snippet.id], 0);
+    EXPECT_EQ(rig.pasteboard.plainText(), "user");
+    EXPECT_FALSE(rig.engine.hasActiveExpansion());
+    // The next expansion is not held up by the failed one.
+    rig.add(makeSnippet(";sig", TriggerMode::immediate, "Best regards"));
+    rig.type(" ;sig");
+    EXPECT_EQ(rig.field.text(), ";img Best regards");
+}
+
+TEST(ExpansionEngineTests, RichTextIsOfferedInThePlatformsFormsWhenInsertedAndCopied) {
+    EngineRig rig;
+    auto snippet = makeSnippet(";rich", TriggerMode::immediate, "Bold");
+    snippet.contentType = ContentType::richText;
+    const std::string rtf = "{\\rtf1 \\b Bold}";
+    snippet.richTextData = Bytes(rtf.begin(), rtf.end());
+    rig.add(snippet);
+    rig.pasteboard.representations = [](std::vector<PasteboardItem> items) {
+        items.insert(items.begin() + 1, {"text/html", "<b>Bold</b>"});
+        return items;
+    };
+    std::vector<PasteboardItem> pasted;
+    rig.sleeper.onSleep = [&](Duration duration) {
+        if (duration == milliseconds(250)) {
+            pasted = rig.pasteboard.contents(PasteboardSelection::clipboard);
+        }
+    };
+    rig.type(";rich");
+    EXPECT_EQ(rig.field.text(), "Bold");
+    ASSERT_GE(pasted.size(), 3u);
+    EXPECT_EQ(pasted[0], (PasteboardItem{"text/rtf", rtf}));
+    EXPECT_EQ(pasted[1], (PasteboardItem{"text/html", "<b>Bold</b>"}));
+
+    rig.engine.copyExpansion(snippet);
+    rig.executor.runUntilIdle();
+    const auto& copied = rig.pasteboard.contents(PasteboardSelection::clipboard);
+    ASSERT_GE(copied.size(), 2u);
+    EXPECT_EQ(copied[1], (PasteboardItem{"text/html", "<b>Bold</b>"}));
+}
+
 }  // namespace
 }  // namespace wordloom
