@@ -413,6 +413,22 @@ class AccessibilityBusTests(DesktopTestCase):
         self.assertEqual(read(password), ";sig")
 
 
+class AccessibilityStatusTests(DesktopTestCase):
+    accessibility_at_start = False
+
+    def test_accessibility_turned_on_is_seen_through_the_status_signal(self):
+        self.assertTrue(self.desktop.set_accessibility(True))
+        wait_for(lambda: "Wordloom is running" in read(self.wordloom.log),
+                 what="wordloom to start expanding")
+        log = read(self.wordloom.log)
+        self.assertIn("accessibility status changed", log)
+        path, _ = self.open_gtk()
+        self.typist.type(";sig")
+        self.expect_text(path, "Best regards, Anna")
+        # The status signal and the poll both saw the grant; the engine started once.
+        self.assertEqual(read(self.wordloom.log).count("Wordloom is running"), 1)
+
+
 def active_window_property(desktop, name):
     result = subprocess.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"], env=desktop.env,
                             capture_output=True, text=True)
@@ -430,7 +446,7 @@ def active_window_name(desktop):
 
 SUITES = {"expansion": [ExpansionTests], "clipboard": [ClipboardTests],
           "robustness": [RobustnessTests],
-          "accessibility": [AccessibilityBusTests]}
+          "accessibility": [AccessibilityBusTests, AccessibilityStatusTests]}
 
 
 def main():

@@ -132,10 +132,19 @@ AtspiAccessibilityService::AtspiAccessibilityService(
     : executor_(executor),
       activeWindowProcess_(std::move(activeWindowProcess)),
       activeWindowIdentity_(std::move(activeWindowIdentity)) {
+    watchStatus();
     poller_ = std::make_unique<TrustPoller>(executor_, [this] { return checkTrust(); });
 }
 
 AtspiAccessibilityService::~AtspiAccessibilityService() {
+    *alive_ = false;
+    if (statusSubscription_ != 0) {
+        g_dbus_connection_signal_unsubscribe(static_cast<GDBusConnection*>(sessionBus_),
+                                             statusSubscription_);
+    }
+    if (sessionBus_) {
+        g_object_unref(sessionBus_);
+    }
     poller_.reset();
     if (busWatch_ != 0) {
         g_bus_unwatch_name(busWatch_);
@@ -154,6 +163,38 @@ const char* AtspiAccessibilityService::enableInstructions() {
            "(AT-SPI), which is turned off. Turn it on in your desktop's accessibility settings, "
            "or run: gsettings set org.gnome.desktop.interface toolkit-accessibility true "
            "(and make sure the at-spi2-core package is installed).";
+}
+
+void AtspiAccessibilityService::watchStatus() {
+    // Without an address GLib would try to start a bus through X11: not ours to do.
+    if (!std::getenv("DBUS_SESSION_BUS_ADDRESS")) {
+        return;
+    }
+    GError* error = nullptr;
+    GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error);
+    g_clear_error(&error);
+    if (!bus) {
+        return;
+    }
+    sessionBus_ = bus;
+    // Emitted by the bus launcher when IsEnabled or ScreenReaderEnabled is set; delivered on
+    // the main thread's GLib context, which Qt's event loop runs.
+    statusSubscription_ = g_dbus_connection_signal_subscribe(
+        bus, "org.a11y.Bus", "org.freedesktop.DBus.Properties", "PropertiesChanged",
+        "/org/a11y/bus", "org.a11y.Status", G_DBUS_SIGNAL_FLAGS_NONE,
+        [](GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*, GVariant*,
+           gpointer self) { static_cast<AtspiAccessibilityService*>(self)->statusChanged(); },
+        this, nullptr);
+}
+
+void AtspiAccessibilityService::statusChanged() {
+    logger_.info("The desktop's accessibility status changed; checking again");
+    // Not from inside the D-Bus dispatch: the check itself calls the bus.
+    executor_.post([this, alive = alive_] {
+        if (*alive) {
+            poller_->recheck();
+        }
+    });
 }
 
 std::string AtspiAccessibilityService::waitingReason() const {

@@ -16,7 +16,8 @@ namespace wordloom {
 
 /// Accessibility through AT-SPI2. "Trusted" means the session's accessibility bus answers and
 /// the desktop's accessibility support is turned on (org.a11y.Status.IsEnabled); the check is
-/// repeated every 1.5 s until both hold. libatspi is only initialised once the bus answered
+/// repeated every 1.5 s until both hold, and at once whenever the bus announces that the
+/// status changed. libatspi is only initialised once the bus answered
 /// within 200 ms (it aborts or blocks for long without one), and every call carries a 100 ms
 /// time-out.
 ///
@@ -53,6 +54,8 @@ class AtspiAccessibilityService final : public AccessibilityService {
 
   private:
     bool checkTrust();
+    void watchStatus();
+    void statusChanged();
     bool ensureAtspi();
     Focus* currentFocus();
     void accessibilityBusLost();
@@ -68,12 +71,15 @@ class AtspiAccessibilityService final : public AccessibilityService {
     bool atspiReady_ = false;
     void* listener_ = nullptr;
     unsigned int busWatch_ = 0;
+    void* sessionBus_ = nullptr;  // GDBusConnection of the status subscription
+    unsigned int statusSubscription_ = 0;
     std::map<long, void*> applications_;  // AtspiAccessible of each program, by process
     long lastSearchProcess_ = -1;
     std::chrono::steady_clock::time_point lastSearch_{};
     std::chrono::steady_clock::time_point applicationsReadAt_{};
     std::unique_ptr<Focus> focus_;
     std::unique_ptr<TrustPoller> poller_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
 }  // namespace wordloom
