@@ -6,12 +6,12 @@ namespace wordloom {
 
 void InjectedKeyLedger::expect(std::uint8_t keycode, bool down) {
     std::lock_guard lock(mutex_);
-    entries_.push_back({keycode, down, std::chrono::steady_clock::now() + std::chrono::seconds(5)});
+    entries_.push_back({keycode, down, now_() + entryLifetime});
 }
 
 bool InjectedKeyLedger::consume(std::uint8_t keycode, bool down) {
     std::lock_guard lock(mutex_);
-    const auto now = std::chrono::steady_clock::now();
+    const auto now = now_();
     while (!entries_.empty() && entries_.front().expires < now) {
         entries_.pop_front();
     }

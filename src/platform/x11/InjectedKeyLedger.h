@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 
 namespace wordloom {
@@ -13,6 +14,11 @@ namespace wordloom {
 /// Entries that never come back (an event the server dropped) expire after a few seconds.
 class InjectedKeyLedger {
   public:
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+    static constexpr std::chrono::seconds entryLifetime{5};
+
+    explicit InjectedKeyLedger(Clock now = std::chrono::steady_clock::now) : now_(std::move(now)) {}
+
     void expect(std::uint8_t keycode, bool down);
     /// Whether this event is one of ours; it is then taken off the ledger.
     bool consume(std::uint8_t keycode, bool down);
@@ -23,6 +29,7 @@ class InjectedKeyLedger {
         bool down;
         std::chrono::steady_clock::time_point expires;
     };
+    Clock now_;
     std::mutex mutex_;
     std::deque<Entry> entries_;
 };

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace wordloom::test {
+
+/// An Xvfb of our own on a free display number, made the process's $DISPLAY until destroyed.
+class PrivateXServer {
+  public:
+    PrivateXServer();
+    ~PrivateXServer();
+    PrivateXServer(const PrivateXServer&) = delete;
+    PrivateXServer& operator=(const PrivateXServer&) = delete;
+
+    const std::string& display() const { return display_; }
+
+    /// Runs a program on this display to its end (at most ten seconds); its exit status, or -1.
+    static int run(const std::vector<std::string>& arguments);
+
+  private:
+    pid_t pid_ = -1;
+    std::string display_;
+};
+
+}  // namespace wordloom::test
