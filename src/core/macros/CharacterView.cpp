@@ -3,14 +3,15 @@
 #include <cstdint>
 #include <cstring>
 
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
 #include "core/base/Text.h"
 
 namespace wordloom {
 namespace {
 
-// ASCII without CR LF: each byte is one character. Eight bytes at a time, since every parse
-// starts with this test over the whole content.
-bool everyByteIsACharacter(std::string_view text) {
+bool isAscii(std::string_view text) {
     const char* bytes = text.data();
     const std::size_t size = text.size();
     std::uint64_t seen = 0;
@@ -23,23 +24,81 @@ bool everyByteIsACharacter(std::string_view text) {
     for (; i < size; ++i) {
         seen |= static_cast<unsigned char>(bytes[i]);
     }
-    if ((seen & 0x8080808080808080ULL) != 0) {
-        return false;
-    }
-    for (const void* found = std::memchr(bytes, '\r', size); found != nullptr;) {
-        std::size_t at = static_cast<const char*>(found) - bytes;
-        if (at + 1 < size && bytes[at + 1] == '\n') {
-            return false;
+    return (seen & 0x8080808080808080ULL) == 0;
+}
+
+std::size_t countCarriageReturnLineFeeds(std::string_view text) {
+    std::size_t pairs = 0;
+    for (std::size_t at = text.find('\r'); at != std::string_view::npos;
+         at = text.find('\r', at + 1)) {
+        if (at + 1 < text.size() && text[at + 1] == '\n') {
+            ++pairs;
         }
-        found = at + 1 < size ? std::memchr(bytes + at + 1, '\r', size - at - 1) : nullptr;
     }
-    return true;
+    return pairs;
+}
+
+// Malformed bytes read as U+FFFD, which joins nothing, as in ICU's segmentation.
+UChar32 codePointBefore(std::string_view text, std::size_t offset) {
+    int32_t i = static_cast<int32_t>(offset);
+    UChar32 c = 0;
+    U8_PREV(reinterpret_cast<const uint8_t*>(text.data()), 0, i, c);
+    return c < 0 ? 0xFFFD : c;
+}
+
+UChar32 codePointAt(std::string_view text, std::size_t offset) {
+    int32_t i = static_cast<int32_t>(offset);
+    UChar32 c = 0;
+    U8_NEXT(reinterpret_cast<const uint8_t*>(text.data()), i, static_cast<int32_t>(text.size()), c);
+    return c < 0 ? 0xFFFD : c;
+}
+
+int graphemeClass(UChar32 c) {
+    return u_getIntPropertyValue(c, UCHAR_GRAPHEME_CLUSTER_BREAK);
 }
 
 }  // namespace
 
+namespace characters {
+
+// An ASCII character other than CR and LF is never an emoji, a regional indicator or a Hangul
+// syllable, so only two rules can join it to a neighbour: a prepended mark before it, or an
+// extending or spacing mark (or ZWJ) after it. Controls, CR and LF join nothing.
+bool isStandaloneNearNonAscii(std::string_view text, std::size_t offset) {
+    const auto c = static_cast<unsigned char>(text[offset]);
+    if (c < 0x20 || c == 0x7F) {
+        if (c == '\n' && offset > 0 && text[offset - 1] == '\r') {
+            return false;
+        }
+        return !(c == '\r' && offset + 1 < text.size() && text[offset + 1] == '\n');
+    }
+    if (offset > 0 && graphemeClass(codePointBefore(text, offset)) == U_GCB_PREPEND) {
+        return false;
+    }
+    if (offset + 1 < text.size()) {
+        switch (graphemeClass(codePointAt(text, offset + 1))) {
+            case U_GCB_EXTEND:
+            case U_GCB_ZWJ:
+            case U_GCB_SPACING_MARK:
+                return false;
+            default:
+                break;
+        }
+    }
+    return true;
+}
+
+std::size_t count(std::string_view text) {
+    if (isAscii(text)) {
+        return text.size() - countCarriageReturnLineFeeds(text);
+    }
+    return text::characterCount(text);
+}
+
+}  // namespace characters
+
 CharacterView::CharacterView(std::string_view text) : text_(text) {
-    if (everyByteIsACharacter(text)) {
+    if (isAscii(text) && countCarriageReturnLineFeeds(text) == 0) {
         count_ = text.size();
         return;
     }

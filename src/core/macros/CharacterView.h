@@ -51,4 +51,45 @@ class CharacterView {
     std::size_t count_ = 0;
 };
 
+/// Byte-level scanning of UTF-8 text that still honours character boundaries, for scanners that
+/// look for ASCII punctuation: a byte counts as the character it spells only when it is a whole
+/// character of its own (a brace followed by a combining mark, or the LF of CR LF, is not).
+/// Deciding that needs only the neighbouring bytes when they are ASCII, so plain text never pays
+/// for character segmentation.
+namespace characters {
+
+bool isStandaloneNearNonAscii(std::string_view text, std::size_t offset);
+
+/// Whether the ASCII byte at `offset` is a whole character.
+inline bool isStandalone(std::string_view text, std::size_t offset) {
+    const auto before = offset > 0 ? static_cast<unsigned char>(text[offset - 1]) : 0;
+    const auto after = offset + 1 < text.size() ? static_cast<unsigned char>(text[offset + 1]) : 0;
+    if (before < 0x80 && after < 0x80) {
+        const char c = text[offset];
+        return !(c == '\n' && before == '\r') && !(c == '\r' && after == '\n');
+    }
+    return isStandaloneNearNonAscii(text, offset);
+}
+
+/// Whether the character starting at byte `offset` is exactly the ASCII character `c`.
+inline bool isCharacter(std::string_view text, std::size_t offset, char c) {
+    return offset < text.size() && text[offset] == c && isStandalone(text, offset);
+}
+
+/// Byte offset of the first character at or after byte `from` that is exactly `c`, or npos.
+inline std::size_t find(std::string_view text, char c, std::size_t from = 0) {
+    for (std::size_t at = text.find(c, from); at != std::string_view::npos;
+         at = text.find(c, at + 1)) {
+        if (isStandalone(text, at)) {
+            return at;
+        }
+    }
+    return std::string_view::npos;
+}
+
+/// Number of characters in `text`, which starts and ends on character boundaries.
+std::size_t count(std::string_view text);
+
+}  // namespace characters
+
 }  // namespace wordloom

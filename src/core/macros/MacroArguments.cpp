@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <limits>
+#include <utility>
 
 #include "core/base/Text.h"
 #include "core/macros/CharacterView.h"
@@ -124,38 +125,56 @@ std::optional<std::optional<std::int64_t>> matchSignedNumber(std::string_view te
     return parseInteger(text.substr(start, offset - start));
 }
 
-}  // namespace
+enum class KeptEscapes { none, commaAndBackslash };
 
-std::vector<std::string> splitEscapedSegments(std::string_view argument) {
-    CharacterView characters(argument);
-    std::vector<std::string> segments;
-    std::string current;
-    for (std::size_t i = 0; i < characters.size(); ++i) {
-        if (characters.is(i, '\\')) {
-            if (i + 1 == characters.size()) {
+// Reads `text` into `current`, calling `endPiece` at each unescaped `separator`. A backslash
+// escapes the next character: "\n", "\t" and "\r" stand for a line feed, tab and carriage
+// return, `kept` escapes stay as written, and any other escaped character stands for itself. A
+// trailing lone backslash stays. The text is walked by bytes; only ASCII bytes that are whole
+// characters act as backslashes or separators, and the rest of an escaped character is copied as
+// it stands.
+template <typename EndPiece>
+void readEscaped(std::string_view text, char separator, KeptEscapes kept, std::string& current,
+                 EndPiece endPiece) {
+    const std::size_t n = text.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        const char c = text[i];
+        if (c == '\\' && characters::isStandalone(text, i)) {
+            if (i + 1 == n) {
                 current += '\\';
                 break;
             }
             ++i;
-            if (characters.is(i, 'n')) {
+            const char escaped = text[i];
+            const bool whole = characters::isStandalone(text, i);
+            if (whole && escaped == 'n') {
                 current += '\n';
-            } else if (characters.is(i, 't')) {
+            } else if (whole && escaped == 't') {
                 current += '\t';
-            } else if (characters.is(i, 'r')) {
+            } else if (whole && escaped == 'r') {
                 current += '\r';
-            } else if (characters.is(i, ',') || characters.is(i, '\\')) {
-                current += '\\';
-                current += characters.at(i);
             } else {
-                current += characters.at(i);
+                if (whole && kept == KeptEscapes::commaAndBackslash &&
+                    (escaped == ',' || escaped == '\\')) {
+                    current += '\\';
+                }
+                current += escaped;
             }
-        } else if (characters.is(i, ':')) {
-            segments.push_back(std::move(current));
-            current.clear();
+        } else if (c == separator && characters::isStandalone(text, i)) {
+            endPiece();
         } else {
-            current += characters.at(i);
+            current += c;
         }
     }
+}
+
+}  // namespace
+
+std::vector<std::string> splitEscapedSegments(std::string_view argument) {
+    std::vector<std::string> segments;
+    std::string current;
+    readEscaped(argument, ':', KeptEscapes::commaAndBackslash, current,
+                [&] { segments.push_back(std::exchange(current, {})); });
     segments.push_back(std::move(current));
     return segments;
 }
@@ -163,13 +182,12 @@ std::vector<std::string> splitEscapedSegments(std::string_view argument) {
 std::map<std::string, std::string> keyValueSegments(std::string_view argument) {
     std::map<std::string, std::string> values;
     for (const std::string& segment : splitEscapedSegments(argument)) {
-        CharacterView characters(segment);
-        std::size_t equals = characters.find('=');
-        if (equals == characters.size()) {
+        std::size_t equals = characters::find(segment, '=');
+        if (equals == std::string::npos) {
             continue;
         }
-        values[lowercasedKey(characters.slice(0, equals))] =
-            std::string(characters.slice(equals + 1, characters.size()));
+        values[lowercasedKey(std::string_view(segment).substr(0, equals))] =
+            segment.substr(equals + 1);
     }
     return values;
 }
@@ -179,34 +197,12 @@ std::vector<std::string> splitOptionList(std::string_view list) {
     if (list.empty()) {
         return options;
     }
-    CharacterView characters(list);
     std::string current;
     auto finishOption = [&] {
         options.emplace_back(text::trimSpacesAndTabs(current));
         current.clear();
     };
-    for (std::size_t i = 0; i < characters.size(); ++i) {
-        if (characters.is(i, '\\')) {
-            if (i + 1 == characters.size()) {
-                current += '\\';
-                break;
-            }
-            ++i;
-            if (characters.is(i, 'n')) {
-                current += '\n';
-            } else if (characters.is(i, 't')) {
-                current += '\t';
-            } else if (characters.is(i, 'r')) {
-                current += '\r';
-            } else {
-                current += characters.at(i);
-            }
-        } else if (characters.is(i, ',')) {
-            finishOption();
-        } else {
-            current += characters.at(i);
-        }
-    }
+    readEscaped(list, ',', KeptEscapes::none, current, finishOption);
     finishOption();
     return options;
 }
@@ -224,14 +220,13 @@ std::string collapseDoubleBackslashes(std::string_view text) {
 }
 
 std::string unescapeAll(std::string_view text) {
-    CharacterView characters(text);
     std::string result;
     result.reserve(text.size());
-    for (std::size_t i = 0; i < characters.size(); ++i) {
-        if (characters.is(i, '\\') && i + 1 < characters.size()) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\' && i + 1 < text.size() && characters::isStandalone(text, i)) {
             ++i;
         }
-        result += characters.at(i);
+        result += text[i];
     }
     return result;
 }
@@ -256,23 +251,20 @@ std::optional<std::int64_t> parseInteger(std::string_view text) {
 // dropped, the way the macro's own keyword split drops them.
 static std::pair<std::optional<std::string>, std::optional<std::string>> splitNameAndDefault(
     std::string_view argument) {
-    CharacterView characters(argument);
     std::size_t start = 0;
     std::optional<std::string> name;
-    for (std::size_t i = 0; i < characters.size(); ++i) {
-        if (!characters.is(i, ':')) {
-            continue;
-        }
+    for (std::size_t i = characters::find(argument, ':'); i != std::string_view::npos;
+         i = characters::find(argument, ':', i + 1)) {
         if (i > start) {
-            name = std::string(characters.slice(start, i));
+            name = std::string(argument.substr(start, i - start));
             start = i + 1;
             break;
         }
         start = i + 1;
     }
     std::optional<std::string> rest;
-    if (start < characters.size()) {
-        rest = std::string(characters.slice(start, characters.size()));
+    if (start < argument.size()) {
+        rest = std::string(argument.substr(start));
     }
     if (!name) {
         return {rest, std::nullopt};
@@ -283,7 +275,7 @@ static std::pair<std::optional<std::string>, std::optional<std::string>> splitNa
 // The name and default of an input or a text area, positional or keyed; `readSizes` reads the
 // keys only that kind of field has.
 template <typename Field, typename ReadSizes>
-Field parseFieldSpec(const std::optional<std::string>& argument, ReadSizes readSizes) {
+Field parseFieldSpec(std::optional<std::string_view> argument, ReadSizes readSizes) {
     Field field;
     if (!argument) {
         return field;
@@ -301,13 +293,13 @@ Field parseFieldSpec(const std::optional<std::string>& argument, ReadSizes readS
     return field;
 }
 
-macro::Input parseInputSpec(const std::optional<std::string>& argument) {
+macro::Input parseInputSpec(std::optional<std::string_view> argument) {
     return parseFieldSpec<macro::Input>(argument, [](macro::Input& input, const auto& segments) {
         input.width = integerOf(segments, "width");
     });
 }
 
-macro::Textarea parseTextareaSpec(const std::optional<std::string>& argument) {
+macro::Textarea parseTextareaSpec(std::optional<std::string_view> argument) {
     return parseFieldSpec<macro::Textarea>(argument,
                                            [](macro::Textarea& textarea, const auto& segments) {
                                                textarea.rows = integerOf(segments, "rows");
@@ -315,7 +307,7 @@ macro::Textarea parseTextareaSpec(const std::optional<std::string>& argument) {
                                            });
 }
 
-macro::Select parseSelectSpec(const std::optional<std::string>& argument) {
+macro::Select parseSelectSpec(std::optional<std::string_view> argument) {
     macro::Select select;
     if (!argument) {
         return select;
@@ -336,13 +328,13 @@ macro::Select parseSelectSpec(const std::optional<std::string>& argument) {
     return select;
 }
 
-macro::Optional parseSectionSpec(const std::optional<std::string>& argument) {
+macro::Optional parseSectionSpec(std::optional<std::string_view> argument) {
     macro::Optional section;
     if (!argument) {
         return section;
     }
     if (!containsEquals(*argument)) {
-        section.name = *argument;
+        section.name = std::string(*argument);
         return section;
     }
     auto segments = keyValueSegments(*argument);
@@ -363,11 +355,10 @@ std::optional<macro::AI> parseAISpec(std::string_view argument) {
     std::optional<std::string> model;
     std::vector<std::string> kept;
     for (std::string& segment : splitEscapedSegments(argument)) {
-        CharacterView characters(segment);
-        std::size_t equals = characters.find('=');
-        if (equals != characters.size()) {
-            std::string key = lowercasedKey(characters.slice(0, equals));
-            std::string value(characters.slice(equals + 1, characters.size()));
+        std::size_t equals = characters::find(segment, '=');
+        if (equals != std::string::npos) {
+            std::string key = lowercasedKey(std::string_view(segment).substr(0, equals));
+            std::string value = segment.substr(equals + 1);
             if (key == "prompt") {
                 prompt = std::move(value);
                 continue;
@@ -414,7 +405,7 @@ std::optional<macro::AI> parseAISpec(std::string_view argument) {
     return ai;
 }
 
-macro::Random parseRandomRange(const std::optional<std::string>& argument) {
+macro::Random parseRandomRange(std::optional<std::string_view> argument) {
     if (!argument) {
         return macro::Random{0, 100};
     }

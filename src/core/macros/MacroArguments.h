@@ -33,16 +33,16 @@ std::string collapseDoubleBackslashes(std::string_view text);
 /// Drops each backslash and keeps the character after it; a trailing lone backslash stays.
 std::string unescapeAll(std::string_view text);
 
-macro::Input parseInputSpec(const std::optional<std::string>& argument);
-macro::Textarea parseTextareaSpec(const std::optional<std::string>& argument);
-macro::Select parseSelectSpec(const std::optional<std::string>& argument);
-macro::Optional parseSectionSpec(const std::optional<std::string>& argument);
+macro::Input parseInputSpec(std::optional<std::string_view> argument);
+macro::Textarea parseTextareaSpec(std::optional<std::string_view> argument);
+macro::Select parseSelectSpec(std::optional<std::string_view> argument);
+macro::Optional parseSectionSpec(std::optional<std::string_view> argument);
 
 /// Nothing when the prompt comes out empty.
 std::optional<macro::AI> parseAISpec(std::string_view argument);
 
 /// Bounds of {{random:...}}; a malformed range gives lower = INT64_MAX, upper = INT64_MIN.
-macro::Random parseRandomRange(const std::optional<std::string>& argument);
+macro::Random parseRandomRange(std::optional<std::string_view> argument);
 
 /// Matches "date", a sign, decimal digits and a unit letter, optionally followed by ":" and a
 /// format, with the rules of an ICU regular expression

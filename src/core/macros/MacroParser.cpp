@@ -12,134 +12,149 @@ namespace {
 
 namespace args = macro_arguments;
 
+using characters::isCharacter;
+using characters::isStandalone;
+
 // How far after "{{" the scanner looks for "js:" or "javascript:".
 constexpr std::size_t scriptKeywordLookahead = 11;
 
-bool startsWithScriptKeyword(const CharacterView& characters, std::size_t from) {
-    auto startsWith = [&](std::string_view keyword) {
-        if (from + keyword.size() > characters.size()) {
+// Whether the characters at byte `from` spell `keyword` in any case, each a character of its own.
+bool startsWithIgnoringCase(std::string_view content, std::size_t from, std::string_view keyword) {
+    if (from + keyword.size() > content.size()) {
+        return false;
+    }
+    for (std::size_t k = 0; k < keyword.size(); ++k) {
+        char c = content[from + k];
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+        if (c != keyword[k] || !isStandalone(content, from + k)) {
             return false;
         }
-        for (std::size_t k = 0; k < keyword.size(); ++k) {
-            std::string_view character = characters.at(from + k);
-            if (character.size() != 1) {
-                return false;
-            }
-            char c = character[0];
-            if (c >= 'A' && c <= 'Z') {
-                c = static_cast<char>(c - 'A' + 'a');
-            }
-            if (c != keyword[k]) {
-                return false;
-            }
-        }
-        return true;
-    };
-    static_assert(std::string_view("javascript:").size() <= scriptKeywordLookahead);
-    return startsWith("js:") || startsWith("javascript:");
+    }
+    return true;
 }
 
-// In script bodies quotes and comments hide braces. Returns the index just past the literal or
-// comment starting at `j`, or nothing when no literal or comment starts there.
-std::optional<std::size_t> skipScriptLiteral(const CharacterView& characters, std::size_t j) {
-    const std::size_t n = characters.size();
-    for (char quote : {'"', '\'', '`'}) {
-        if (!characters.is(j, quote)) {
-            continue;
+bool startsWithScriptKeyword(std::string_view content, std::size_t from) {
+    static_assert(std::string_view("javascript:").size() <= scriptKeywordLookahead);
+    return startsWithIgnoringCase(content, from, "js:") ||
+           startsWithIgnoringCase(content, from, "javascript:");
+}
+
+// In script bodies quotes and comments hide braces. Returns the byte just past the literal or
+// comment starting at byte `j`, or nothing when no literal or comment starts there. An escaped
+// character is stepped over one byte at a time: the rest of a longer character can never be a
+// quote of its own.
+std::optional<std::size_t> skipScriptLiteral(std::string_view content, std::size_t j) {
+    const std::size_t n = content.size();
+    const char c = content[j];
+    if (c == '"' || c == '\'' || c == '`') {
+        if (!isStandalone(content, j)) {
+            return std::nullopt;
         }
-        ++j;
-        while (j < n) {
-            if (characters.is(j, '\\')) {
-                j += 2;
-                continue;
-            }
-            if (characters.is(j, quote)) {
+        for (++j; j < n; ++j) {
+            if (isCharacter(content, j, '\\')) {
+                ++j;
+            } else if (isCharacter(content, j, c)) {
                 return j + 1;
             }
-            ++j;
         }
         return n;
     }
-    if (characters.is(j, '/') && j + 1 < n) {
-        if (characters.is(j + 1, '/')) {
-            j += 2;
-            while (j < n && !characters.is(j, '\n')) {
-                ++j;
-            }
-            return j;
+    if (c != '/' || !isStandalone(content, j)) {
+        return std::nullopt;
+    }
+    if (isCharacter(content, j + 1, '/')) {
+        j += 2;
+        while (j < n && !isCharacter(content, j, '\n')) {
+            ++j;
         }
-        if (characters.is(j + 1, '*')) {
-            j += 2;
-            while (j < n && !(characters.is(j, '*') && j + 1 < n && characters.is(j + 1, '/'))) {
-                ++j;
+        return j;
+    }
+    if (isCharacter(content, j + 1, '*')) {
+        for (j += 2; j < n; ++j) {
+            if (isCharacter(content, j, '*') && isCharacter(content, j + 1, '/')) {
+                return j + 2;
             }
-            return j < n ? j + 2 : n;
         }
+        return n;
     }
     return std::nullopt;
 }
 
-// Index of the first "}" of the pair that closes a macro whose body starts at `from`.
-std::optional<std::size_t> findClosingPair(const CharacterView& characters, std::size_t from,
+// Byte offset of the first "}" of the pair that closes a macro whose body starts at `from`.
+std::optional<std::size_t> findClosingPair(std::string_view content, std::size_t from,
                                            bool scriptMode) {
-    const std::size_t n = characters.size();
+    const std::size_t n = content.size();
     std::size_t depth = 0;
-    std::size_t j = from;
-    while (j < n) {
+    for (std::size_t j = from; j < n; ++j) {
+        const char c = content[j];
         if (scriptMode) {
-            if (auto past = skipScriptLiteral(characters, j)) {
-                j = *past;
+            if (auto past = skipScriptLiteral(content, j)) {
+                j = *past - 1;
                 continue;
             }
         }
-        if (characters.is(j, '{')) {
-            ++depth;
-        } else if (characters.is(j, '}')) {
-            if (depth == 0 && j + 1 < n && characters.is(j + 1, '}')) {
+        if (c == '{') {
+            if (isStandalone(content, j)) {
+                ++depth;
+            }
+        } else if (c == '}' && isStandalone(content, j)) {
+            if (depth == 0 && isCharacter(content, j + 1, '}')) {
                 return j;
             }
             if (depth > 0) {
                 --depth;
             }
         }
-        ++j;
     }
     return std::nullopt;
 }
 
-std::string lowercasedKeyword(std::string_view keyword) {
-    for (unsigned char c : keyword) {
-        if (c >= 0x80) {
-            return text::lowercased(keyword);
+// Keywords are ASCII; a longer or non-ASCII keyword is lower-cased the Unicode way, so that a
+// Kelvin sign still spells "key".
+constexpr std::size_t longestAsciiKeyword = 16;
+
+struct Keyword {
+    char buffer[longestAsciiKeyword];
+    std::string unicode;
+    std::string_view text;
+};
+
+void lowercaseKeyword(std::string_view keyword, Keyword& out) {
+    if (keyword.size() <= longestAsciiKeyword) {
+        bool ascii = true;
+        for (std::size_t i = 0; i < keyword.size(); ++i) {
+            char c = keyword[i];
+            ascii = ascii && static_cast<unsigned char>(c) < 0x80;
+            out.buffer[i] = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+        }
+        if (ascii) {
+            out.text = std::string_view(out.buffer, keyword.size());
+            return;
         }
     }
-    std::string lower(keyword);
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return lower;
+    out.unicode = text::lowercased(keyword);
+    out.text = out.unicode;
 }
 
 // Splits at the first ":" into at most two pieces, dropping empty pieces (so ":x" is one piece
 // and "x:" has no second piece).
 std::pair<std::string_view, std::optional<std::string_view>> splitKeyword(std::string_view text) {
-    CharacterView characters(text);
     std::size_t start = 0;
     std::optional<std::string_view> first;
-    for (std::size_t i = characters.find(':'); i < characters.size();
-         i = characters.find(':', i + 1)) {
+    for (std::size_t i = characters::find(text, ':'); i != std::string_view::npos;
+         i = characters::find(text, ':', i + 1)) {
         if (i > start) {
-            first = characters.slice(start, i);
+            first = text.substr(start, i - start);
             start = i + 1;
             break;
         }
         start = i + 1;
     }
     std::optional<std::string_view> rest;
-    if (start < characters.size()) {
-        rest = characters.slice(start, characters.size());
+    if (start < text.size()) {
+        rest = text.substr(start);
     }
     if (!first) {
         return {rest.value_or(std::string_view()), std::nullopt};
@@ -147,26 +162,30 @@ std::pair<std::string_view, std::optional<std::string_view>> splitKeyword(std::s
     return {*first, rest};
 }
 
+std::optional<std::string> owned(std::optional<std::string_view> text) {
+    return text ? std::optional<std::string>(*text) : std::nullopt;
+}
+
 std::optional<MacroType> macroForKeyword(std::string_view keyword,
-                                         const std::optional<std::string>& argument) {
+                                         std::optional<std::string_view> argument) {
     const bool hasArgument = argument && !argument->empty();
     if (keyword == "date") {
-        return macro::Date{argument, std::nullopt};
+        return macro::Date{owned(argument), std::nullopt};
     }
     if (keyword == "time") {
-        return macro::Time{argument};
+        return macro::Time{owned(argument)};
     }
     if (keyword == "today") {
-        return macro::Today{argument};
+        return macro::Today{owned(argument)};
     }
     if (keyword == "tomorrow") {
-        return macro::Tomorrow{argument};
+        return macro::Tomorrow{owned(argument)};
     }
     if (keyword == "yesterday") {
-        return macro::Yesterday{argument};
+        return macro::Yesterday{owned(argument)};
     }
     if (keyword == "now") {
-        return macro::Now{argument};
+        return macro::Now{owned(argument)};
     }
     if (keyword == "clipboard") {
         return macro::Clipboard{};
@@ -196,12 +215,13 @@ std::optional<MacroType> macroForKeyword(std::string_view keyword,
         return macro::OptionalEnd{};
     }
     if (keyword == "if") {
-        return hasArgument ? std::optional<MacroType>(macro::ConditionalIf{*argument})
+        return hasArgument ? std::optional<MacroType>(macro::ConditionalIf{std::string(*argument)})
                            : std::nullopt;
     }
     if (keyword == "elseif" || keyword == "elif") {
-        return hasArgument ? std::optional<MacroType>(macro::ConditionalElseIf{*argument})
-                           : std::nullopt;
+        return hasArgument
+                   ? std::optional<MacroType>(macro::ConditionalElseIf{std::string(*argument)})
+                   : std::nullopt;
     }
     if (keyword == "else") {
         return macro::ConditionalElse{};
@@ -221,10 +241,12 @@ std::optional<MacroType> macroForKeyword(std::string_view keyword,
                            : std::nullopt;
     }
     if (keyword == "snippet") {
-        return hasArgument ? std::optional<MacroType>(macro::Snippet{*argument}) : std::nullopt;
+        return hasArgument ? std::optional<MacroType>(macro::Snippet{std::string(*argument)})
+                           : std::nullopt;
     }
     if (keyword == "js" || keyword == "javascript") {
-        return hasArgument ? std::optional<MacroType>(macro::JavaScript{*argument}) : std::nullopt;
+        return hasArgument ? std::optional<MacroType>(macro::JavaScript{std::string(*argument)})
+                           : std::nullopt;
     }
     if (keyword == "random") {
         return args::parseRandomRange(argument);
@@ -243,44 +265,55 @@ std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText)
         return std::move(*dated);
     }
     auto [keywordPiece, argumentPiece] = splitKeyword(trimmed);
-    std::string keyword = lowercasedKeyword(text::trimSpacesAndTabs(keywordPiece));
-    std::optional<std::string> argument;
+    Keyword keyword;
+    lowercaseKeyword(text::trimSpacesAndTabs(keywordPiece), keyword);
+    std::optional<std::string_view> argument;
     if (argumentPiece) {
-        argument = std::string(text::trimSpacesAndTabs(*argumentPiece));
+        argument = text::trimSpacesAndTabs(*argumentPiece);
     }
-    return macroForKeyword(keyword, argument);
+    return macroForKeyword(keyword.text, argument);
 }
 
 std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
     std::vector<ParsedMacro> macros;
-    if (content.size() < 2) {
-        return macros;
-    }
-    CharacterView characters(content);
-    const std::size_t n = characters.size();
-    macros.reserve(16);
+    const std::size_t n = content.size();
+    // Character positions are counted only up to each macro found, and only the way the text
+    // between macros needs: plain ASCII by its length.
+    std::size_t countedBytes = 0;
+    std::size_t countedCharacters = 0;
+    auto charactersBefore = [&](std::size_t byte) {
+        countedCharacters += characters::count(content.substr(countedBytes, byte - countedBytes));
+        countedBytes = byte;
+        return countedCharacters;
+    };
     std::size_t i = 0;
     while (i + 1 < n) {
-        i = characters.find('{', i);
-        if (i + 1 >= n) {
+        i = content.find('{', i);
+        if (i == std::string_view::npos || i + 1 >= n) {
             break;
         }
-        if (!characters.is(i + 1, '{') || i + 3 >= n) {
+        if (content[i + 1] != '{' || !isStandalone(content, i) || !isStandalone(content, i + 1)) {
             ++i;
             continue;
         }
-        bool scriptMode = startsWithScriptKeyword(characters, i + 2);
-        auto closing = findClosingPair(characters, i + 2, scriptMode);
+        const std::size_t bodyStart = i + 2;
+        auto closing =
+            findClosingPair(content, bodyStart, startsWithScriptKeyword(content, bodyStart));
         if (!closing) {
             i += 2;
             continue;
         }
         const std::size_t end = *closing + 2;
-        if (auto type = parseInnerText(characters.slice(i + 2, *closing))) {
+        if (auto type = parseInnerText(content.substr(bodyStart, *closing - bodyStart))) {
+            const std::size_t startCharacter = charactersBefore(i);
+            const std::size_t endCharacter = charactersBefore(end);
+            if (macros.empty()) {
+                macros.reserve(16);
+            }
             macros.push_back(ParsedMacro{std::move(*type),
-                                         TextRange{i, end},
-                                         std::string(characters.slice(i, end)),
-                                         {characters.byteOffset(i), characters.byteOffset(end)}});
+                                         TextRange{startCharacter, endCharacter},
+                                         std::string(content.substr(i, end - i)),
+                                         {i, end}});
         }
         i = end;
     }
