@@ -50,6 +50,18 @@ std::string imageType(const Bytes& bytes) {
     return pasteboardType::png;
 }
 
+PasteChord pasteChordFor(PasteShortcut shortcut) {
+    switch (shortcut) {
+        case PasteShortcut::shiftInsert:
+            return PasteChord::shiftInsert;
+        case PasteShortcut::controlShiftV:
+            return PasteChord::controlShiftV;
+        case PasteShortcut::controlV:
+            return PasteChord::controlV;
+    }
+    return PasteChord::controlV;
+}
+
 std::string label(const Snippet& snippet) {
     return snippet.label.empty() ? snippet.abbreviation : snippet.label;
 }
@@ -382,6 +394,10 @@ void ExpansionEngine::insert(const Request& request, const MacroEvaluationResult
     auto plan = InsertionPlan::cut(result.expandedContent, keystrokes);
     plan.charactersToDelete = request.charactersToErase;
     plan.caretPosition = result.cursorPosition;
+    if (const auto shortcut = pasteShortcutOverride(services_.settings.settings(),
+                                                    services_.frontmost.frontmostApplicationId())) {
+        plan.pasteChord = pasteChordFor(*shortcut);
+    }
     const auto formats = formatsFor(request, result);
     if (!formats.empty() && plan.segments.size() == 1) {
         plan.segments.front().formats = formats;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/expansion/KeyInjector.h"
 #include "core/expansion/Pasteboard.h"
 #include "core/expansion/VirtualKey.h"
 
@@ -34,6 +35,9 @@ struct InsertionPlan {
     std::vector<InsertionSegment> segments;
     /// Where the caret goes, in characters from the start of the expanded text.
     std::optional<std::size_t> caretPosition;
+    /// The paste keystroke the user chose for the focused application; none: the platform's
+    /// automatic choice.
+    std::optional<PasteChord> pasteChord;
 
     /// Cuts `text` at the positions of `keystrokes` (clamped to its length); keys sharing a
     /// position are pressed in list order. A key at offset 0 follows an empty first segment.

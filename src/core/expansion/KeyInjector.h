@@ -7,8 +7,9 @@ namespace wordloom {
 
 /// How the focused application is told to paste.
 enum class PasteChord {
-    controlV,     ///< most applications
-    shiftInsert,  ///< terminals: pastes the primary selection, which is then ours as well
+    controlV,       ///< most applications
+    shiftInsert,    ///< terminals: pastes the primary selection, which is then ours as well
+    controlShiftV,  ///< terminals set to paste the clipboard with Control+Shift+V
 };
 
 /// Synthetic key events for the focused application. Called from the inserter's background

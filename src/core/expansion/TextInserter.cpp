@@ -188,7 +188,7 @@ bool TextInserter::insert(const InsertionPlan& plan) {
     if (!keys_.beginInjection(timing_.keyReleaseLimit)) {
         logger().info("Keys still held after waiting; inserting anyway");
     }
-    const PasteChord chord = keys_.pasteChordForFocusedApplication();
+    const PasteChord chord = plan.pasteChord.value_or(keys_.pasteChordForFocusedApplication());
     Session session(pasteboard_, chord);
 
     const InsertionSegment* firstText = nullptr;

@@ -1,5 +1,7 @@
 #include "core/library/AppSettings.h"
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <stdexcept>
 
@@ -65,7 +67,59 @@ KeyboardShortcut parseShortcutSetting(std::string_view value) {
     return KeyboardShortcut{std::string(value.substr(0, plus)), modifiers};
 }
 
+bool equalIgnoringAsciiCase(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return std::tolower(static_cast<unsigned char>(x)) ==
+                      std::tolower(static_cast<unsigned char>(y));
+           });
+}
+
+// "APP=SHORTCUT,APP=SHORTCUT"; empty for none.
+std::map<std::string, PasteShortcut> parsePasteShortcutOverrides(std::string_view value) {
+    std::map<std::string, PasteShortcut> overrides;
+    if (value.empty()) {
+        return overrides;
+    }
+    for (std::size_t start = 0;;) {
+        const auto end = value.find(',', start);
+        const auto entry = value.substr(start, end == std::string_view::npos ? end : end - start);
+        const auto equals = entry.rfind('=');
+        const auto shortcut = equals == std::string_view::npos
+                                  ? std::nullopt
+                                  : enumFromRaw<PasteShortcut>(entry.substr(equals + 1));
+        if (equals == 0 || !shortcut) {
+            throw std::invalid_argument(
+                "Invalid value \u201c" + std::string(entry) +
+                "\u201d for pasteShortcutOverrides. Allowed: APPLICATION=SHORTCUT pairs separated "
+                "by commas, for example xterm=controlShiftV, with SHORTCUT one of " +
+                allowedValues<PasteShortcut>() + "; an empty value removes them all.");
+        }
+        overrides[std::string(entry.substr(0, equals))] = *shortcut;
+        if (end == std::string_view::npos) {
+            return overrides;
+        }
+        start = end + 1;
+    }
+}
+
 }  // namespace
+
+std::optional<PasteShortcut> pasteShortcutOverride(
+    const AppSettings& settings, const std::optional<std::string>& applicationId) {
+    if (!applicationId) {
+        return std::nullopt;
+    }
+    if (const auto exact = settings.pasteShortcutOverrides.find(*applicationId);
+        exact != settings.pasteShortcutOverrides.end()) {
+        return exact->second;
+    }
+    for (const auto& [application, shortcut] : settings.pasteShortcutOverrides) {
+        if (equalIgnoringAsciiCase(application, *applicationId)) {
+            return shortcut;
+        }
+    }
+    return std::nullopt;
+}
 
 void copySettingField(SettingField field, const AppSettings& source, AppSettings& target) {
     switch (field) {
@@ -122,6 +176,9 @@ void copySettingField(SettingField field, const AppSettings& source, AppSettings
             break;
         case SettingField::allowURLSchemeExpansion:
             target.allowURLSchemeExpansion = source.allowURLSchemeExpansion;
+            break;
+        case SettingField::pasteShortcutOverrides:
+            target.pasteShortcutOverrides = source.pasteShortcutOverrides;
             break;
     }
 }
@@ -215,6 +272,18 @@ AppSettings decodeAppSettings(JsonElement element) {
             case SettingField::allowURLSchemeExpansion:
                 readBool(s.allowURLSchemeExpansion);
                 break;
+            case SettingField::pasteShortcutOverrides:
+                if (auto overrides = json::asObject(value)) {
+                    for (auto entry : *overrides) {
+                        // An entry this build does not know is skipped, not the whole map.
+                        const auto raw = json::asString(entry.value);
+                        const auto shortcut = raw ? enumFromRaw<PasteShortcut>(*raw) : std::nullopt;
+                        if (shortcut && !entry.key.empty()) {
+                            s.pasteShortcutOverrides[std::string(entry.key)] = *shortcut;
+                        }
+                    }
+                }
+                break;
         }
     }
     return s;
@@ -239,6 +308,14 @@ void encodeAppSettings(JsonWriter& w, const AppSettings& s) {
     w.field("notificationStyle", rawValue(s.notificationStyle));
     w.field("ollamaEndpoint", s.ollamaEndpoint);
     w.field("ollamaModel", s.ollamaModel);
+    if (!s.pasteShortcutOverrides.empty()) {
+        w.key("pasteShortcutOverrides");
+        w.beginObject();
+        for (const auto& [application, shortcut] : s.pasteShortcutOverrides) {
+            w.field(application, rawValue(shortcut));
+        }
+        w.endObject();
+    }
     w.field("showInDock", s.showInDock);
     w.field("showInMenuBar", s.showInMenuBar);
     w.field("smartCaseEnabled", s.smartCaseEnabled);
@@ -302,6 +379,9 @@ void setSettingFromText(AppSettings& s, SettingField field, std::string_view val
         case SettingField::allowURLSchemeExpansion:
             s.allowURLSchemeExpansion = parseBoolSetting(name, value);
             break;
+        case SettingField::pasteShortcutOverrides:
+            s.pasteShortcutOverrides = parsePasteShortcutOverrides(value);
+            break;
     }
 }
 
@@ -347,6 +427,14 @@ std::string settingValueText(const AppSettings& s, SettingField field) {
             return boolText(s.delayAmbiguousExpansions);
         case SettingField::allowURLSchemeExpansion:
             return boolText(s.allowURLSchemeExpansion);
+        case SettingField::pasteShortcutOverrides: {
+            std::string text;
+            for (const auto& [application, shortcut] : s.pasteShortcutOverrides) {
+                text +=
+                    (text.empty() ? "" : ",") + application + "=" + std::string(rawValue(shortcut));
+            }
+            return text;
+        }
     }
     return {};
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +17,8 @@ namespace wordloom {
 enum class ExpansionSound { none, click, pop, typewriter };
 enum class NotificationStyle { none, subtle, popup };
 enum class AIProvider { appleIntelligenceWithOllamaFallback, appleIntelligence, ollama, disabled };
+/// The keystroke that makes an application paste.
+enum class PasteShortcut { controlV, shiftInsert, controlShiftV };
 
 template <>
 struct EnumNames<ExpansionSound> {
@@ -24,6 +27,10 @@ struct EnumNames<ExpansionSound> {
 template <>
 struct EnumNames<NotificationStyle> {
     static constexpr std::array names{"none", "subtle", "popup"};
+};
+template <>
+struct EnumNames<PasteShortcut> {
+    static constexpr std::array names{"controlV", "shiftInsert", "controlShiftV"};
 };
 template <>
 struct EnumNames<AIProvider> {
@@ -51,6 +58,9 @@ struct AppSettings {
     bool smartCaseEnabled = false;
     bool delayAmbiguousExpansions = false;
     bool allowURLSchemeExpansion = false;
+    /// The paste keystroke for applications (by application id) where the automatic choice,
+    /// Shift+Insert for terminals and Control+V elsewhere, does not suit. Written only when set.
+    std::map<std::string, PasteShortcut> pasteShortcutOverrides;
 
     bool operator==(const AppSettings&) const = default;
 };
@@ -75,6 +85,7 @@ enum class SettingField {
     smartCaseEnabled,
     delayAmbiguousExpansions,
     allowURLSchemeExpansion,
+    pasteShortcutOverrides,
 };
 
 template <>
@@ -96,7 +107,8 @@ struct EnumNames<SettingField> {
                                       "ollamaModel",
                                       "smartCaseEnabled",
                                       "delayAmbiguousExpansions",
-                                      "allowURLSchemeExpansion"};
+                                      "allowURLSchemeExpansion",
+                                      "pasteShortcutOverrides"};
 };
 
 inline constexpr std::size_t kSettingFieldCount = EnumNames<SettingField>::names.size();
@@ -115,5 +127,10 @@ void setSettingFromText(AppSettings& settings, SettingField field, std::string_v
 
 /// The field's current value as text, in the spelling setSettingFromText() accepts.
 std::string settingValueText(const AppSettings& settings, SettingField field);
+
+/// The paste keystroke the settings choose for `applicationId` (compared without regard to
+/// ASCII letter case, as window classes vary in it), or nullopt for the automatic choice.
+std::optional<PasteShortcut> pasteShortcutOverride(const AppSettings& settings,
+                                                   const std::optional<std::string>& applicationId);
 
 }  // namespace wordloom

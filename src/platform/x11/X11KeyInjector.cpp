@@ -5,6 +5,7 @@
 
 #include <array>
 #include <thread>
+#include <vector>
 
 #include "platform/x11/X11Support.h"
 
@@ -118,13 +119,26 @@ bool X11KeyInjector::postKey(VirtualKeyCode key, bool down) {
 
 bool X11KeyInjector::postPasteChord(PasteChord chord, bool down) {
     std::lock_guard lock(mutex_);
-    const unsigned long modifier = chord == PasteChord::shiftInsert ? XK_Shift_L : XK_Control_L;
-    const unsigned long key = chord == PasteChord::shiftInsert ? XK_Insert : XK_v;
-    if (down) {
-        return postKeysym(modifier, true) && postKeysym(key, true);
+    std::vector<unsigned long> modifiers = {XK_Control_L};
+    unsigned long key = XK_v;
+    if (chord == PasteChord::shiftInsert) {
+        modifiers = {XK_Shift_L};
+        key = XK_Insert;
+    } else if (chord == PasteChord::controlShiftV) {
+        modifiers = {XK_Control_L, XK_Shift_L};
     }
-    const bool keyUp = postKeysym(key, false);
-    return postKeysym(modifier, false) && keyUp;
+    if (down) {
+        bool posted = true;
+        for (const auto modifier : modifiers) {
+            posted = postKeysym(modifier, true) && posted;
+        }
+        return postKeysym(key, true) && posted;
+    }
+    bool released = postKeysym(key, false);
+    for (auto modifier = modifiers.rbegin(); modifier != modifiers.rend(); ++modifier) {
+        released = postKeysym(*modifier, false) && released;
+    }
+    return released;
 }
 
 PasteChord X11KeyInjector::pasteChordForFocusedApplication() {

@@ -312,5 +312,28 @@ TEST(ExpansionEngineTests, RichTextIsOfferedInThePlatformsFormsWhenInsertedAndCo
     EXPECT_EQ(copied[1], (PasteboardItem{"text/html", "<b>Bold</b>"}));
 }
 
+TEST(ExpansionEngineTests, PasteShortcutSetForTheActiveApplicationOverridesTheAutomaticOne) {
+    EngineRig rig;
+    rig.add(makeSnippet(";sig", TriggerMode::immediate, "Best regards"));
+    rig.settings.value.pasteShortcutOverrides = {{"org.example.Term", PasteShortcut::shiftInsert}};
+    std::optional<std::string> primaryDuringPaste;
+    rig.sleeper.onSleep = [&](Duration duration) {
+        if (duration == milliseconds(250)) {
+            primaryDuringPaste = rig.pasteboard.textOf(PasteboardSelection::primary);
+        }
+    };
+
+    rig.frontmost.activate("org.example.Term");
+    rig.type(";sig");
+    EXPECT_EQ(rig.field.text(), "Best regards");
+    EXPECT_EQ(primaryDuringPaste, "Best regards");  // Shift+Insert pastes the primary selection
+
+    primaryDuringPaste.reset();
+    rig.frontmost.activate("org.example.Editor");
+    rig.type(" ;sig");
+    EXPECT_EQ(rig.field.text(), "Best regards Best regards");
+    EXPECT_EQ(primaryDuringPaste, std::nullopt);
+}
+
 }  // namespace
 }  // namespace wordloom

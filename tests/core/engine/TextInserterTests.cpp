@@ -150,6 +150,20 @@ TEST(TextInserterTests, TerminalsGetThePrimarySelectionAndBothAreRestored) {
               InserterRig::userClipboard());
 }
 
+TEST(TextInserterTests, ChosenPasteChordWinsOverTheAutomaticOne) {
+    InserterRig rig("$ ;d");
+    rig.pasteboard.copyFromUser(PasteboardSelection::primary, {{"text/plain", "highlighted"}});
+    rig.keys.setPasteChord(PasteChord::shiftInsert);
+    auto insertion = plan("docker ps", 2);
+    insertion.pasteChord = PasteChord::controlShiftV;
+    const auto primaryWrites = rig.pasteboard.writeCount();
+    ASSERT_TRUE(rig.inserter.insert(insertion));
+    EXPECT_EQ(rig.field.text(), "$ docker ps");
+    // Only the clipboard was used: written once, restored once.
+    EXPECT_EQ(rig.pasteboard.writeCount(), primaryWrites + 2);
+    EXPECT_EQ(rig.pasteboard.textOf(PasteboardSelection::primary), "highlighted");
+}
+
 TEST(TextInserterTests, FailedPasteFailsTheSequence) {
     InserterRig rig(";x");
     rig.keys.setFailing(true);

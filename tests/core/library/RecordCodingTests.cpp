@@ -218,9 +218,10 @@ TEST(AppSettingsCoding, MissingAndUnknownValuesKeepDefaults) {
     EXPECT_THROW(decodeAppSettings(notObject.root()), JsonError);
 }
 
-TEST(AppSettingsCoding, EncodesAllEighteenFieldsSortedAndRoundTrips) {
+TEST(AppSettingsCoding, EncodesEveryFieldSortedAndRoundTrips) {
     AppSettings s;
     s.smartCaseEnabled = true;
+    s.pasteShortcutOverrides["xterm"] = PasteShortcut::controlShiftV;
     s.ollamaModel = "";
     s.notificationStyle = NotificationStyle::popup;
     JsonWriter w;
