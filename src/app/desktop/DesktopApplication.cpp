@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "app/desktop/QtExecutor.h"
+#include "app/desktop/RequestChannel.h"
 #include "app/desktop/StoreExpansionLibrary.h"
 #include "core/base/Log.h"
 #include "core/expansion/AbbreviationDetector.h"
@@ -143,6 +144,29 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     ExpansionEngine engine({executor, accessibility, keyboard, detector, inserter, library,
                             settings, evaluator, pasteboard, frontmost, clicks, sound,
                             notifications, rememberingForm, &scripts, &ai});
+
+    // `wordloom expand-now` and `wordloom copy`, typed or bound to a desktop shortcut.
+    const char* display = std::getenv("DISPLAY");
+    RequestListener requests(
+        requestChannel::socketPath(display ? display : ""),
+        [&](const std::string& command, const std::string& abbreviation) -> std::string {
+            if (command != "expand-now" && command != "copy") {
+                return "Unknown request \u201c" + command + "\u201d.";
+            }
+            const auto snippet = library.snippetWithAbbreviation(abbreviation);
+            if (!snippet) {
+                return "No enabled snippet has the abbreviation \u201c" + abbreviation + "\u201d.";
+            }
+            if (command == "copy") {
+                engine.copyExpansion(*snippet);
+                return {};
+            }
+            if (!engine.isRunning()) {
+                return "Wordloom is waiting for accessibility: " + accessibility.waitingReason();
+            }
+            engine.expandOnRequest(*snippet);
+            return {};
+        });
 
     const auto libraryChanged = [&] {
         cache.rebuild(snippetStore.snippets());

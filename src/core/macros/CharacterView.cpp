@@ -88,6 +88,32 @@ bool isStandaloneNearNonAscii(std::string_view text, std::size_t offset) {
     return true;
 }
 
+bool isEveryByteACharacter(std::string_view text) {
+    // Eight bytes at a time, watching for non-ASCII bytes and carriage returns together.
+    constexpr std::uint64_t ones = 0x0101010101010101ULL;
+    constexpr std::uint64_t highBits = 0x8080808080808080ULL;
+    const char* bytes = text.data();
+    const std::size_t size = text.size();
+    std::uint64_t nonAscii = 0;
+    std::uint64_t carriageReturns = 0;
+    std::size_t i = 0;
+    for (; i + 8 <= size; i += 8) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes + i, 8);
+        nonAscii |= word;
+        const std::uint64_t crBytes = word ^ (ones * '\r');
+        carriageReturns |= (crBytes - ones) & ~crBytes;
+    }
+    for (; i < size; ++i) {
+        nonAscii |= static_cast<unsigned char>(bytes[i]);
+        carriageReturns |= bytes[i] == '\r' ? highBits : 0;
+    }
+    if ((nonAscii & highBits) != 0) {
+        return false;
+    }
+    return (carriageReturns & highBits) == 0 || countCarriageReturnLineFeeds(text) == 0;
+}
+
 std::size_t count(std::string_view text) {
     if (isAscii(text)) {
         return text.size() - countCarriageReturnLineFeeds(text);

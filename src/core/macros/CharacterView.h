@@ -87,6 +87,10 @@ inline std::size_t find(std::string_view text, char c, std::size_t from = 0) {
     return std::string_view::npos;
 }
 
+/// Whether each byte of `text` is one character (ASCII without CR LF), so that byte offsets are
+/// character offsets.
+bool isEveryByteACharacter(std::string_view text);
+
 /// Number of characters in `text`, which starts and ends on character boundaries.
 std::size_t count(std::string_view text);
 

@@ -19,17 +19,18 @@ namespace wordloom {
 /// changes and months end where the calendar says.
 class DateMacroRenderer {
   public:
-    struct Rendering {
-        std::string text;
-        /// Set when `text` is an error text.
-        bool failed = false;
+    struct Outcome {
+        bool isDateMacro = false;
+        /// Set when the macro failed; nothing was written then.
+        std::optional<std::string> error;
     };
 
     explicit DateMacroRenderer(DateFormatterCache& cache = DateFormatterCache::shared())
         : cache_(cache) {}
 
-    /// Nothing when `type` is not a date or time macro.
-    std::optional<Rendering> render(const MacroType& type, Timestamp now) const;
+    /// Appends the text of a date or time macro to `out`. Other macros are left alone and
+    /// reported as not being date macros.
+    Outcome renderInto(const MacroType& type, Timestamp now, std::string& out) const;
 
   private:
     DateFormatterCache& cache_;

@@ -94,6 +94,31 @@ std::optional<FillInField> FillInFieldCollector::fieldFor(const MacroType& type,
     return field;
 }
 
+std::optional<FillInFieldCollector::Entry> FillInFieldCollector::entryFor(
+    const MacroType& type, std::string_view fillInPath, std::string_view tag) {
+    if (const auto* input = std::get_if<macro::Input>(&type)) {
+        return Entry{valueKey(fillInPath, input->name, tag),
+                     input->defaultValue ? std::string_view(*input->defaultValue) : ""};
+    }
+    if (const auto* textarea = std::get_if<macro::Textarea>(&type)) {
+        return Entry{valueKey(fillInPath, textarea->name, tag),
+                     textarea->defaultValue ? std::string_view(*textarea->defaultValue) : ""};
+    }
+    if (const auto* select = std::get_if<macro::Select>(&type)) {
+        std::string_view fallback;
+        if (!select->options.empty()) {
+            fallback = select->options.front();
+        }
+        return Entry{valueKey(fillInPath, select->name, tag),
+                     select->defaultValue ? std::string_view(*select->defaultValue) : fallback};
+    }
+    if (const auto* section = std::get_if<macro::Optional>(&type)) {
+        return Entry{valueKey(fillInPath, section->name, tag),
+                     section->defaultOn ? checkbox::on : checkbox::off};
+    }
+    return std::nullopt;
+}
+
 std::vector<FillInField> FillInFieldCollector::collect(std::string_view content,
                                                        std::string_view fillInPath,
                                                        std::string_view parentTag) {

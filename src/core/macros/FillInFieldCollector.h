@@ -32,6 +32,17 @@ class FillInFieldCollector {
     static std::optional<FillInField> fieldFor(const MacroType& type, std::string_view fillInPath,
                                                std::string_view tag, bool withIdentifier = true);
 
+    /// What evaluating a fill-in macro needs: its key and its default, without the rest of the
+    /// field. The default points into `type`.
+    struct Entry {
+        std::string valueKey;
+        std::string_view defaultValue;
+    };
+
+    /// The key and default of a fill-in macro, or nothing for other macros.
+    static std::optional<Entry> entryFor(const MacroType& type, std::string_view fillInPath,
+                                         std::string_view tag);
+
     /// The tag of macro `index` among macros whose enclosing tag is `parentTag`.
     static std::string childTag(std::string_view parentTag, std::size_t index);
 

@@ -199,7 +199,7 @@ std::vector<std::string> splitOptionList(std::string_view list) {
     }
     std::string current;
     auto finishOption = [&] {
-        options.emplace_back(text::trimSpacesAndTabs(current));
+        options.emplace_back(trimSpacesAndTabs(current));
         current.clear();
     };
     readEscaped(list, ',', KeptEscapes::none, current, finishOption);
@@ -232,7 +232,7 @@ std::string unescapeAll(std::string_view text) {
 }
 
 std::optional<std::int64_t> parseInteger(std::string_view text) {
-    text = text::trimSpacesAndTabs(text);
+    text = trimSpacesAndTabs(text);
     if (!text.empty() && text.front() == '+') {
         text.remove_prefix(1);
         if (!text.empty() && text.front() == '-') {
@@ -322,8 +322,7 @@ macro::Select parseSelectSpec(std::optional<std::string_view> argument) {
         select.options = splitOptionList(*options);
     }
     if (auto value = valueOf(segments, "default")) {
-        select.defaultValue =
-            std::string(text::trimSpacesAndTabs(collapseDoubleBackslashes(*value)));
+        select.defaultValue = std::string(trimSpacesAndTabs(collapseDoubleBackslashes(*value)));
     }
     return select;
 }

@@ -13,6 +13,18 @@
 /// one caller; they are separate so each can be read and tested on its own.
 namespace wordloom::macro_arguments {
 
+/// Removes spaces and tabs from both ends.
+inline std::string_view trimSpacesAndTabs(std::string_view text) {
+    auto blank = [](char c) { return c == ' ' || c == '\t'; };
+    while (!text.empty() && blank(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && blank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
 /// Splits at unescaped ":". "\n", "\t" and "\r" become a line feed, tab and carriage return and
 /// "\:" a colon; "\," and "\\" stay two characters for the later option and backslash rules;
 /// any other escaped character stands for itself; a trailing lone backslash stays. The last

@@ -22,8 +22,10 @@ class Arranger {
     Arranger(std::string_view content, const std::vector<ParsedMacro>& macros)
         : content_(content), macros_(macros) {}
 
-    std::vector<MacroBlock> body(Closer ownKind) {
+    // `expectedBlocks` saves growing the top level: text and a macro alternate at most.
+    std::vector<MacroBlock> body(Closer ownKind, std::size_t expectedBlocks = 0) {
         std::vector<MacroBlock> blocks;
+        blocks.reserve(expectedBlocks);
         while (next_ < macros_.size()) {
             const ParsedMacro& parsed = macros_[next_];
             flushText(blocks, parsed.byteRange.start);
@@ -126,7 +128,7 @@ class Arranger {
 
 std::vector<MacroBlock> MacroBlock::arrange(std::string_view content,
                                             const std::vector<ParsedMacro>& macros) {
-    return Arranger(content, macros).body(Closer::none);
+    return Arranger(content, macros).body(Closer::none, macros.size() * 2 + 1);
 }
 
 }  // namespace wordloom

@@ -107,7 +107,7 @@ class EvaluationRun {
     void collectFields(Level& level, Output& out) {
         const EvaluationContext& context = level.context;
         auto fields =
-            FillInFieldCollector::collect(level.content, context.fillInPath, level.parentTag);
+            FillInFieldCollector::collect(level.macros, context.fillInPath, level.parentTag);
         level.hasFillInMacros = !fields.empty();
         // AI prompts may name the captured texts and the named fields; most contents have no AI
         // macro, so the variables are only gathered for those that do.
@@ -202,8 +202,8 @@ class EvaluationRun {
     }
 
     bool sectionIsOn(const Level& level, std::size_t index) {
-        auto field = FillInFieldCollector::fieldFor(
-            level.macros[index].type, level.context.fillInPath, level.tag(index), false);
+        auto field = FillInFieldCollector::entryFor(level.macros[index].type,
+                                                    level.context.fillInPath, level.tag(index));
         auto entered = level.context.fillInValues.find(field->valueKey);
         if (entered != level.context.fillInValues.end()) {
             return ConditionEvaluator::isTrue(entered->second);
@@ -215,20 +215,21 @@ class EvaluationRun {
         const ParsedMacro& parsed = level.macros[index];
         const MacroType& type = parsed.type;
         const EvaluationContext& context = level.context;
-        if (auto dated = dates_.render(type, now_)) {
-            if (dated->failed) {
-                fail(out, std::move(dated->text));
-            } else {
-                out.text += dated->text;
+        auto dated = dates_.renderInto(type, now_, out.text);
+        if (dated.isDateMacro) {
+            if (dated.error) {
+                fail(out, std::move(*dated.error));
             }
             return;
         }
-        if (isFillInMacro(type)) {
-            auto field =
-                FillInFieldCollector::fieldFor(type, context.fillInPath, level.tag(index), false);
+        if (auto field =
+                FillInFieldCollector::entryFor(type, context.fillInPath, level.tag(index))) {
             auto entered = context.fillInValues.find(field->valueKey);
-            out.text +=
-                entered != context.fillInValues.end() ? entered->second : field->defaultValue;
+            if (entered != context.fillInValues.end()) {
+                out.text += entered->second;
+            } else {
+                out.text += field->defaultValue;
+            }
             return;
         }
         std::visit(
@@ -377,13 +378,16 @@ class EvaluationRun {
 }  // namespace
 
 MacroEvaluationResult MacroEvaluator::evaluate(std::string_view content,
-                                               EvaluationContext context) const {
-    if (!context.evaluationPlan) {
-        context.evaluationPlan = std::make_shared<MacroEvaluationPlan>();
+                                               const EvaluationContext& context) const {
+    std::shared_ptr<MacroEvaluationPlan> plan = context.evaluationPlan;
+    if (!plan) {
+        plan = std::make_shared<MacroEvaluationPlan>();
     }
     Timestamp now = context.clock ? context.clock->now() : std::chrono::system_clock::now();
     Output out;
-    EvaluationRun run(parser_, dates_, now, *context.evaluationPlan);
+    // Most macros write less than they take up; inserted texts may add some more.
+    out.text.reserve(content.size() + content.size() / 2);
+    EvaluationRun run(parser_, dates_, now, *plan);
 
     MacroEvaluationResult result;
     result.parsedMacros = run.evaluate(content, context, out);

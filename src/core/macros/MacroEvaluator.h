@@ -32,7 +32,8 @@ class MacroEvaluator {
     MacroEvaluator() = default;
     explicit MacroEvaluator(DateFormatterCache& dateFormatters) : dates_(dateFormatters) {}
 
-    MacroEvaluationResult evaluate(std::string_view content, EvaluationContext context) const;
+    MacroEvaluationResult evaluate(std::string_view content,
+                                   const EvaluationContext& context) const;
 
     const MacroParser& parser() const { return parser_; }
 

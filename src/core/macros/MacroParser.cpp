@@ -257,7 +257,7 @@ std::optional<MacroType> macroForKeyword(std::string_view keyword,
 }  // namespace
 
 std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText) {
-    std::string_view trimmed = text::trimSpacesAndTabs(innerText);
+    std::string_view trimmed = args::trimSpacesAndTabs(innerText);
     if (trimmed.empty()) {
         return std::nullopt;
     }
@@ -266,10 +266,10 @@ std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText)
     }
     auto [keywordPiece, argumentPiece] = splitKeyword(trimmed);
     Keyword keyword;
-    lowercaseKeyword(text::trimSpacesAndTabs(keywordPiece), keyword);
+    lowercaseKeyword(args::trimSpacesAndTabs(keywordPiece), keyword);
     std::optional<std::string_view> argument;
     if (argumentPiece) {
-        argument = text::trimSpacesAndTabs(*argumentPiece);
+        argument = args::trimSpacesAndTabs(*argumentPiece);
     }
     return macroForKeyword(keyword.text, argument);
 }
@@ -277,11 +277,15 @@ std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText)
 std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
     std::vector<ParsedMacro> macros;
     const std::size_t n = content.size();
-    // Character positions are counted only up to each macro found, and only the way the text
-    // between macros needs: plain ASCII by its length.
+    // Byte offsets are character offsets in most content. Otherwise characters are counted from
+    // one macro to the next, only where a range is reported.
+    const bool byteIsCharacter = characters::isEveryByteACharacter(content);
     std::size_t countedBytes = 0;
     std::size_t countedCharacters = 0;
     auto charactersBefore = [&](std::size_t byte) {
+        if (byteIsCharacter) {
+            return byte;
+        }
         countedCharacters += characters::count(content.substr(countedBytes, byte - countedBytes));
         countedBytes = byte;
         return countedCharacters;
