@@ -1,11 +1,27 @@
-"""The measurements behind scripts/measure-desktop. See that script."""
+"""The measurements behind scripts/measure-desktop. See that script.
+
+Latency is the time from sending the last key of an abbreviation to the target window holding
+the whole expansion. The target (wordloom-test-window) saves its text to a file on every change;
+that file lives on a tmpfs so the target's own fsync is not counted, and the script waits for it
+with inotify instead of polling, so neither the measurer's polling interval nor its CPU use
+enters the figure. With --trace, Wordloom's debug log of the stages of each expansion is read
+back and each stage's median time after the key is printed.
+
+Memory is read from /proc/PID/smaps_rollup: RSS counts every page a process maps, shared
+libraries included, so summing RSS over processes counts shared pages twice; PSS splits each
+shared page between its users and sums honestly."""
 
 import argparse
-import json
+import ctypes
 import os
+import re
+import select
+import shutil
 import statistics
+import struct
 import subprocess
 import sys
+import tempfile
 import time
 import uuid
 
@@ -21,14 +37,72 @@ def read(path):
         return None
 
 
+class FileWatch:
+    """Wakes up when a file in a folder is written or renamed into place (inotify)."""
+
+    IN_CLOSE_WRITE = 0x8
+    IN_MOVED_TO = 0x80
+
+    def __init__(self, folder):
+        self.libc = ctypes.CDLL("libc.so.6", use_errno=True)
+        self.fd = self.libc.inotify_init1(os.O_NONBLOCK | os.O_CLOEXEC)
+        if self.fd < 0:
+            raise OSError(ctypes.get_errno(), "inotify_init1")
+        if self.libc.inotify_add_watch(self.fd, folder.encode(),
+                                       self.IN_CLOSE_WRITE | self.IN_MOVED_TO) < 0:
+            raise OSError(ctypes.get_errno(), "inotify_add_watch")
+
+    def drain(self):
+        try:
+            while os.read(self.fd, 65536):
+                pass
+        except BlockingIOError:
+            pass
+
+    def wait_until(self, condition, timeout, what):
+        """Returns the monotonic time at which `condition` was first seen true."""
+        deadline = time.monotonic() + timeout
+        while True:
+            self.drain()
+            if condition():
+                return time.monotonic()
+            remaining = deadline - time.monotonic()
+            if remaining <= 0:
+                raise TimeoutError("timed out waiting for " + what)
+            select.select([self.fd], [], [], remaining)
+
+    def close(self):
+        os.close(self.fd)
+
+
+def children(pid):
+    try:
+        with open("/proc/%d/task/%d/children" % (pid, pid)) as stream:
+            return [int(child) for child in stream.read().split()]
+    except FileNotFoundError:
+        return []
+
+
 def wordloom_processes(supervisor):
-    """The supervisor and the application process it runs."""
-    pids = [supervisor]
-    children = "/proc/%d/task/%d/children" % (supervisor, supervisor)
-    if os.path.exists(children):
-        with open(children) as stream:
-            pids += [int(pid) for pid in stream.read().split()]
-    return pids
+    """[(name, pid)]: the supervisor, the application process it runs, and the helpers the
+    application started (the script helper)."""
+    processes = [("supervisor", supervisor)]
+    for application in children(supervisor):
+        processes.append(("application", application))
+        pending = children(application)
+        while pending:
+            helper = pending.pop(0)
+            processes.append(("helper " + process_name(helper), helper))
+            pending += children(helper)
+    return processes
+
+
+def process_name(pid):
+    try:
+        with open("/proc/%d/comm" % pid) as stream:
+            return stream.read().strip()
+    except FileNotFoundError:
+        return "?"
 
 
 def cpu_seconds(pid):
@@ -37,19 +111,30 @@ def cpu_seconds(pid):
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
-def resident_kib(pid):
-    with open("/proc/%d/status" % pid) as stream:
+def memory_kib(pid):
+    """{"Rss": ..., "Pss": ..., "Pss_Anon": ..., ...} in KiB."""
+    values = {}
+    with open("/proc/%d/smaps_rollup" % pid) as stream:
         for line in stream:
-            if line.startswith("VmRSS:"):
-                return int(line.split()[1])
-    return 0
+            parts = line.split()
+            if len(parts) == 3 and parts[2] == "kB":
+                values[parts[0].rstrip(":")] = int(parts[1])
+    return values
+
+
+def load_average():
+    return "load average %.2f, %.2f, %.2f" % os.getloadavg()
 
 
 def start(desktop, options, library):
-    log = os.path.join(desktop.folder, os.path.basename(options.wordloom) + ".log")
+    log = log_path(desktop, options)
     process = desktop.spawn([options.wordloom, "--data-dir", library, "start"])
     wait_for(lambda: "Wordloom is running" in (read(log) or ""), timeout=60, what="wordloom")
     return process
+
+
+def log_path(desktop, options):
+    return os.path.join(desktop.folder, os.path.basename(options.wordloom) + ".log")
 
 
 def write_library(folder, count, expansion):
@@ -64,10 +149,95 @@ def write_library(folder, count, expansion):
             "caseSensitivity": "auto", "triggerMode": "immediate", "createdAt": now,
             "modifiedAt": now, "useCount": 0, "matchType": "exact", "appFilterMode": "all",
             "filteredApps": []})
-    snippets.append(dict(snippets[0], id=str(uuid.uuid4()).upper(), abbreviation=";lat",
-                         content=expansion, label="Latency"))
+    latency = {"id": str(uuid.uuid4()).upper(), "abbreviation": ";lat", "label": "Latency",
+               "content": expansion, "contentType": "plainText", "tags": [], "isEnabled": True,
+               "caseSensitivity": "auto", "triggerMode": "immediate", "createdAt": now,
+               "modifiedAt": now, "useCount": 0, "matchType": "exact", "appFilterMode": "all",
+               "filteredApps": []}
+    snippets.append(latency)
     with open(os.path.join(folder, "snippets.json"), "w") as stream:
-        json.dump(snippets, stream, indent=2, sort_keys=True)
+        json_dump(snippets, stream)
+
+
+def json_dump(value, stream):
+    import json
+    json.dump(value, stream, indent=2, sort_keys=True)
+
+
+TRACE_LINE = re.compile(r"Latency: (.+?) at ([0-9.]+) ms")
+
+
+def stage_delays(log_text, sent_times):
+    """For every traced stage, its delays (ms) after the key that started each sample."""
+    stamps = [(float(at), stage) for stage, at in TRACE_LINE.findall(log_text)]
+    delays = {}
+    order = []
+    for index, sent in enumerate(sent_times):
+        end = sent_times[index + 1] if index + 1 < len(sent_times) else float("inf")
+        seen = set()
+        for at, stage in stamps:
+            at_seconds = at / 1000
+            if sent <= at_seconds < end and stage not in seen:
+                seen.add(stage)
+                delays.setdefault(stage, []).append((at_seconds - sent) * 1000)
+                if stage not in order:
+                    order.append(stage)
+    return [(stage, delays[stage]) for stage in order]
+
+
+def measure_latency(desktop, options, typist, expansion):
+    output_folder = tempfile.mkdtemp(prefix="wordloom-measure-", dir="/dev/shm")
+    output = os.path.join(output_folder, "qt.txt")
+    watch = FileWatch(output_folder)
+    try:
+        desktop.spawn([options.test_window, "editor", output])
+        watch.wait_until(lambda: read(output) is not None, 10, "the Qt window")
+        for attempt in range(30):
+            typist.type("_")
+            try:
+                watch.wait_until(lambda: read(output) == "_", 1, "focus")
+                break
+            except TimeoutError:
+                pass
+        typist.key("BackSpace")
+        watch.wait_until(lambda: read(output) == "", 10, "empty window")
+
+        latencies = []
+        sent_times = []
+        for sample in range(options.samples):
+            typist.type(";la")
+            watch.wait_until(lambda: read(output) == ";la", 10, "typed text")
+            time.sleep(0.05)  # the typed keys are handled before the measured one
+            sent = time.monotonic()
+            typist.key("t")
+            visible = watch.wait_until(lambda: read(output) == expansion, 10, "the expansion")
+            latencies.append((visible - sent) * 1000)
+            sent_times.append(sent)
+            typist.wait_keys_released()
+            time.sleep(0.4)  # let the clipboard be restored before the next sample
+            typist.key("a", control=True)
+            typist.key("BackSpace")
+            watch.wait_until(lambda: read(output) == "", 10, "empty window")
+            time.sleep(options.pause)
+        return latencies, sent_times
+    finally:
+        watch.close()
+        shutil.rmtree(output_folder, ignore_errors=True)
+
+
+def report_memory(when, memory, options):
+    """Each process, then the supervisor and application together: the helper is reported on
+    its own, it belongs to the scripting back end and runs only while scripts may be asked
+    for."""
+    print("memory with %d snippets, %s:" % (options.snippets, when))
+    for name, values in memory:
+        print("  %-22s RSS %5.1f MB, PSS %5.1f MB (anonymous %5.1f MB, files %5.1f MB)"
+              % (name, values.get("Rss", 0) / 1024, values.get("Pss", 0) / 1024,
+                 values.get("Pss_Anon", 0) / 1024, values.get("Pss_File", 0) / 1024))
+    ours = [values for name, values in memory if not name.startswith("helper")]
+    print("  supervisor+application RSS %5.1f MB, PSS %5.1f MB"
+          % (sum(values.get("Rss", 0) for values in ours) / 1024,
+             sum(values.get("Pss", 0) for values in ours) / 1024))
 
 
 def main():
@@ -76,58 +246,48 @@ def main():
     parser.add_argument("--test-window", required=True)
     parser.add_argument("--samples", type=int, default=30)
     parser.add_argument("--idle", type=float, default=60.0)
+    parser.add_argument("--snippets", type=int, default=10000)
+    parser.add_argument("--pause", type=float, default=0.1,
+                        help="seconds between samples, after the window was emptied")
+    parser.add_argument("--trace", action="store_true",
+                        help="turn on Wordloom's debug log and show when each stage was reached")
     options = parser.parse_args()
     expansion = ("The quick brown fox jumps over the lazy dog. " * 3)[:100]
+    print("before: " + load_average(), flush=True)
 
     with Desktop() as desktop:
         library = os.path.join(desktop.folder, "library")
-        write_library(library, 10000, expansion)
+        write_library(library, options.snippets, expansion)
+        if options.trace:
+            subprocess.run([options.wordloom, "--data-dir", library, "settings", "set",
+                            "debugLoggingEnabled", "true"], env=desktop.env, check=True,
+                           stdout=subprocess.DEVNULL)
         supervisor = start(desktop, options, library)
         typist = desktop.typist()
-        output = os.path.join(desktop.folder, "qt.txt")
-        desktop.spawn([options.test_window, "editor", output])
-        wait_for(lambda: read(output) is not None, what="the Qt window")
-        for attempt in range(30):
-            typist.type("_")
-            try:
-                wait_for(lambda: read(output) == "_", timeout=1, what="focus")
-                break
-            except TimeoutError:
-                pass
-        typist.key("BackSpace")
-        wait_for(lambda: read(output) == "", what="empty window")
+        latencies, sent_times = measure_latency(desktop, options, typist, expansion)
 
-        latencies = []
-        for sample in range(options.samples):
-            typist.type(";la")
-            wait_for(lambda: read(output) == ";la", what="typed text")
-            started = time.perf_counter()
-            typist.key("t")
-            wait_for(lambda: read(output) == expansion, timeout=10, interval=0.0005,
-                     what="the expansion")
-            latencies.append((time.perf_counter() - started) * 1000)
-            typist.wait_keys_released()
-            time.sleep(0.4)  # let the clipboard be restored before the next sample
-            typist.key("a", control=True)
-            typist.key("BackSpace")
-            wait_for(lambda: read(output) == "", what="empty window")
-            time.sleep(0.1)
-
-        rss = sum(resident_kib(pid) for pid in wordloom_processes(supervisor.pid))
         time.sleep(2)
-        pids = wordloom_processes(supervisor.pid)
-        before = sum(cpu_seconds(pid) for pid in pids)
+        processes = wordloom_processes(supervisor.pid)
+        busy_memory = [(name, memory_kib(pid)) for name, pid in processes]
+        before = sum(cpu_seconds(pid) for _, pid in processes)
         time.sleep(options.idle)
-        after = sum(cpu_seconds(pid) for pid in pids)
+        after = sum(cpu_seconds(pid) for _, pid in processes)
+        idle_memory = [(name, memory_kib(pid)) for name, pid in processes]
         typist.close()
+        log_text = read(log_path(desktop, options)) or ""
 
     print("latency, last key to expansion visible (%d samples, 4-character abbreviation, "
           "100-character expansion): median %.1f ms, min %.1f ms, max %.1f ms"
           % (len(latencies), statistics.median(latencies), min(latencies), max(latencies)))
+    if options.trace:
+        for stage, delays in stage_delays(log_text, sent_times):
+            print("  %-32s median %7.1f ms after the key (min %.1f, max %.1f, %d samples)"
+                  % (stage, statistics.median(delays), min(delays), max(delays), len(delays)))
     print("idle CPU over %.0f s: %.3f%% of one core" % (options.idle,
                                                         100 * (after - before) / options.idle))
-    print("resident memory with 10,000 snippets (supervisor + application): %.1f MB"
-          % (rss / 1024))
+    report_memory("2 s after the last expansion", busy_memory, options)
+    report_memory("after the idle %.0f s" % options.idle, idle_memory, options)
+    print("after: " + load_average())
 
 
 if __name__ == "__main__":

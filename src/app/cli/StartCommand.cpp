@@ -18,18 +18,17 @@ void registerStartCommand(CommandRegistry& registry) {
                       const auto location = LibraryLocation::resolve(invocation, arguments);
                       std::error_code error;
                       std::filesystem::create_directories(location.dataFolder, error);
+                      if (invocation.environment(supervisedApplicationVariable)) {
+                          return runSupervisedDesktopApplication(
+                              {location.dataFolder, location.configFolder}, "wordloom");
+                      }
                       const auto display = invocation.environment("DISPLAY").value_or("");
                       InstanceLock lock(display);
                       if (!lock.acquired()) {
-                          invocation.err() << "Wordloom is already running";
-                          if (lock.holder()) {
-                              invocation.err() << " (process " << *lock.holder() << ")";
-                          }
-                          invocation.err() << ".\n";
+                          invocation.err() << lock.alreadyRunningMessage() << "\n";
                           return 1;
                       }
-                      return superviseDesktopApplication(
-                          {location.dataFolder, location.configFolder}, "wordloom");
+                      return superviseDesktopApplication();
                   }});
 }
 

@@ -8,12 +8,14 @@
 #include <csignal>
 #include <mutex>
 
+#include "app/desktop/MemoryPolicy.h"
 #include "app/desktop/QtExecutor.h"
 #include "app/desktop/RequestChannel.h"
 #include "app/desktop/StoreExpansionLibrary.h"
 #include "core/base/Log.h"
 #include "core/expansion/AbbreviationDetector.h"
 #include "core/expansion/ExpansionEngine.h"
+#include "core/expansion/LatencyTrace.h"
 #include "core/expansion/MainHopGate.h"
 #include "core/expansion/SnippetCache.h"
 #include "core/expansion/StoreDetectionSources.h"
@@ -70,10 +72,15 @@ class SharedAISettings {
 }  // namespace
 
 int runDesktopApplication(const DesktopLocation& location, int argc, char** argv) {
+    memoryPolicy::configureAllocator();
     QApplication application(argc, argv);
     QApplication::setApplicationName("Wordloom");
     QApplication::setQuitOnLastWindowClosed(false);
     QThreadPool::globalInstance()->setMaxThreadCount(8);
+    // Idle pool threads end soon: each keeps its stack and thread-local buffers (the library
+    // loader's JSON parser keeps the whole parsed file's) for as long as it lives. Starting a
+    // thread again costs tens of microseconds.
+    QThreadPool::globalInstance()->setExpiryTimeout(2000);
     const Logger logger("Wordloom");
 
     // SIGTERM and SIGINT end the event loop, so that pending saves are written.
@@ -145,6 +152,8 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
                             settings, evaluator, pasteboard, frontmost, clicks, sound,
                             notifications, rememberingForm, &scripts, &ai});
 
+    // A library load or change allocates copies of the whole library for a moment.
+    MemoryTrimmer trimmer(executor, std::chrono::seconds(5));
     // `wordloom expand-now` and `wordloom copy`, typed or bound to a desktop shortcut.
     const char* display = std::getenv("DISPLAY");
     RequestListener requests(
@@ -171,11 +180,13 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     const auto libraryChanged = [&] {
         cache.rebuild(snippetStore.snippets());
         detector.prewarmRegexes(snippetStore.snippets());
+        trimmer.schedule();
     };
     const auto snippetSubscription = snippetStore.observeChanges(libraryChanged);
     const auto settingsChanged = [&] {
         aiSettings.update(settingsStore.settings());
         logging::setDebugEnabled(settingsStore.settings().debugLoggingEnabled);
+        latencyTrace::setEnabled(settingsStore.settings().debugLoggingEnabled);
     };
     const auto settingsSubscription = settingsStore.observeChanges(settingsChanged);
     settingsChanged();

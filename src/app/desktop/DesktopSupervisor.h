@@ -1,36 +1,22 @@
 #pragma once
 
-#include <iosfwd>
-#include <optional>
 #include <string>
 
 #include "app/desktop/DesktopApplication.h"
+#include "app/desktop/supervisor/ApplicationSupervisor.h"
+#include "app/desktop/supervisor/InstanceLock.h"
 
 namespace wordloom {
 
-/// One Wordloom per display and user: an exclusive lock on a file in the runtime folder, held
-/// for the life of the process.
-class InstanceLock {
-  public:
-    /// Takes the lock for `display`; check acquired().
-    explicit InstanceLock(const std::string& display);
-    ~InstanceLock();
-    InstanceLock(const InstanceLock&) = delete;
-    InstanceLock& operator=(const InstanceLock&) = delete;
+/// Replaces this process with wordloom-supervisor (installed next to this program), which runs
+/// this program's command line again as the application process and starts it again when the
+/// X display goes away and comes back. The supervisor takes the instance lock itself, so the
+/// caller's lock may be released by the exec. Returns only when the supervisor cannot be run.
+int superviseDesktopApplication();
 
-    bool acquired() const { return acquired_; }
-    /// The process holding the lock when it was not acquired, if it said.
-    std::optional<long> holder() const { return holder_; }
-
-  private:
-    int fd_ = -1;
-    bool acquired_ = false;
-    std::optional<long> holder_;
-};
-
-/// Runs the desktop application in a child process and starts it again when it ended because
-/// the X display went away (the X server restarted): the display is waited for, with the reason
-/// logged, instead of failing. Ends when the application quits normally or on SIGTERM/SIGINT.
-int superviseDesktopApplication(const DesktopLocation& location, const std::string& programName);
+/// The application process the supervisor started: runs the desktop application on
+/// `location`. Takes no lock; the supervisor holds it.
+int runSupervisedDesktopApplication(const DesktopLocation& location,
+                                    const std::string& programName);
 
 }  // namespace wordloom

@@ -7,6 +7,7 @@
 
 #include "core/base/Log.h"
 #include "core/base/Text.h"
+#include "core/expansion/LatencyTrace.h"
 
 namespace wordloom {
 
@@ -135,6 +136,7 @@ bool TextInserter::paste(PasteChord chord) {
         logger().error("Could not post the paste keystroke");
         return false;
     }
+    latencyTrace::mark("paste keystroke down");
     sleeper_.sleep(timing_.pasteHold);
     const bool released = keys_.postPasteChord(chord, false);
     sleeper_.sleep(timing_.afterPaste);
@@ -188,7 +190,9 @@ bool TextInserter::insert(const InsertionPlan& plan) {
     if (!keys_.beginInjection(timing_.keyReleaseLimit)) {
         logger().info("Keys still held after waiting; inserting anyway");
     }
+    latencyTrace::mark("keys released");
     const PasteChord chord = plan.pasteChord.value_or(keys_.pasteChordForFocusedApplication());
+    latencyTrace::mark("paste chord chosen");
     Session session(pasteboard_, chord);
 
     const InsertionSegment* firstText = nullptr;
@@ -198,12 +202,17 @@ bool TextInserter::insert(const InsertionPlan& plan) {
             break;
         }
     }
-    if (firstText && !mainQueue_.run([&] { session.writeSegment(*firstText); })) {
+    if (firstText && !mainQueue_.run([&] {
+            latencyTrace::mark("clipboard write began");
+            session.writeSegment(*firstText);
+        })) {
         logger().error("Main queue busy; expansion abandoned before changing anything");
         return false;
     }
 
+    latencyTrace::mark("first segment on the clipboard");
     deleteCharacters(plan.charactersToDelete);
+    latencyTrace::mark("abbreviation erased");
     sleeper_.sleep(timing_.beforeSegments);
 
     bool succeeded = true;
@@ -241,6 +250,7 @@ bool TextInserter::insert(const InsertionPlan& plan) {
     if (firstText) {
         pasteboard_.waitUntilRead(timing_.readQuiet, timing_.readLimit);
         succeeded = mainQueue_.run([&] { session.restore(); }) && succeeded;
+        latencyTrace::mark("clipboard restored");
     }
     return succeeded;
 }

@@ -1,5 +1,7 @@
 #include "platform/x11/X11KeyboardMonitor.h"
 
+#include "core/expansion/LatencyTrace.h"
+
 // Xlib after Qt.
 #include "platform/x11/X11Support.h"
 // After Xlib.
@@ -23,9 +25,10 @@ void recordCallback(XPointer closure, XRecordInterceptData* intercepted) {
     auto* monitor = reinterpret_cast<X11KeyboardMonitor*>(closure);
     if (intercepted->category == XRecordFromServer && intercepted->data_len >= 2) {
         const auto* bytes = reinterpret_cast<const unsigned char*>(intercepted->data);
-        monitor->handleRecordedKey(bytes[0] & 0x7f, bytes[1]);
+        monitor->handleRecordedKey(bytes[0] & 0x7f, bytes[1],
+                                   static_cast<std::uint32_t>(intercepted->server_time));
     } else if (intercepted->category == XRecordEndOfData) {
-        monitor->handleRecordedKey(-1, 0);
+        monitor->handleRecordedKey(-1, 0, 0);
     }
     XRecordFreeData(intercepted);
 }
@@ -186,7 +189,8 @@ void X11KeyboardMonitor::teardown() {
     translator_.reset();
 }
 
-void X11KeyboardMonitor::handleRecordedKey(int type, std::uint8_t keycode) {
+void X11KeyboardMonitor::handleRecordedKey(int type, std::uint8_t keycode,
+                                           std::uint32_t serverTime) {
     if (type == -1) {
         if (record_)
             record_->ended = true;
@@ -207,6 +211,7 @@ void X11KeyboardMonitor::handleRecordedKey(int type, std::uint8_t keycode) {
         translator_->release(keycode);
         return;
     }
+    latencyTrace::keyArrived(serverTime);
     dispatch(translator_->press(keycode));
 }
 

@@ -26,8 +26,9 @@ class X11KeyboardMonitor final : public KeyboardMonitor {
     void stop() override;
     bool isMonitoring() const override { return monitoring_; }
 
-    /// Called by RECORD's reply processing for every intercepted event.
-    void handleRecordedKey(int type, std::uint8_t keycode);
+    /// Called by RECORD's reply processing for every intercepted event; `serverTime` is the
+    /// server's timestamp of it.
+    void handleRecordedKey(int type, std::uint8_t keycode, std::uint32_t serverTime);
 
   private:
     struct Record;
