@@ -173,14 +173,15 @@ std::shared_ptr<JSHelperProcess> JSHelperProcessZygote::fork() {
     if (!startLocked()) {
         return nullptr;
     }
-    std::shared_ptr<JSHelperProcess> helper = forkLocked();
-    if (!helper) {
+    bool zygoteFailed = false;
+    std::shared_ptr<JSHelperProcess> helper = forkLocked(zygoteFailed);
+    if (zygoteFailed) {
         stopLocked();
     }
     return helper;
 }
 
-std::shared_ptr<JSHelperProcess> JSHelperProcessZygote::forkLocked() {
+std::shared_ptr<JSHelperProcess> JSHelperProcessZygote::forkLocked(bool& zygoteFailed) {
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::milliseconds(replyTimeoutMs_);
     int ends[2];
@@ -193,6 +194,7 @@ std::shared_ptr<JSHelperProcess> JSHelperProcessZygote::forkLocked() {
         OwnedDescriptor theirs(ends[1]);
         if (!sendChannel(channel_, theirs.get())) {
             logger().error("the helper zygote does not take requests; stopping it");
+            zygoteFailed = true;
             return nullptr;
         }
     }
@@ -200,12 +202,19 @@ std::shared_ptr<JSHelperProcess> JSHelperProcessZygote::forkLocked() {
     const std::optional<jsrunner::ZygoteForkReply> reply =
         receiveReply(channel_, deadline, pidDescriptor);
     if (!reply) {
-        logger().error("the helper zygote did not answer in time; stopping it");
+        logger().error("the helper zygote gave no answer in time; stopping it");
+        zygoteFailed = true;
         return nullptr;
     }
-    if (reply->error != 0 || pidDescriptor.get() < 0 || reply->pid <= 0) {
+    if (reply->error == 0 && (pidDescriptor.get() < 0 || reply->pid <= 0)) {
+        logger().error("the helper zygote broke its protocol; stopping it");
+        zygoteFailed = true;
+        return nullptr;
+    }
+    if (reply->error != 0) {
+        // The zygote is fine; the system refused it a process (or a pidfd) this time.
         logger().error(std::string("the helper zygote could not start a helper: ") +
-                       std::strerror(reply->error != 0 ? reply->error : EPROTO));
+                       std::strerror(reply->error));
         return nullptr;
     }
     return JSHelperProcess::adopt(launch_, reply->pid, pidDescriptor.release(), ours.release());

@@ -34,8 +34,9 @@ class JSHelperProcessZygote {
     bool start();
 
     /// A fresh helper from the zygote (started first if need be), or nullptr when the zygote
-    /// cannot give one within the time-out. A zygote that failed is stopped (see the destructor);
-    /// the next call starts another.
+    /// cannot give one within the time-out. A zygote that failed (gone, silent past the time-out,
+    /// or breaking its protocol) is stopped, and with it the helpers it forked; the next call
+    /// starts another.
     std::shared_ptr<JSHelperProcess> fork();
 
     /// Stops the zygote if it runs.
@@ -48,7 +49,7 @@ class JSHelperProcessZygote {
   private:
     bool startLocked();
     void stopLocked();
-    std::shared_ptr<JSHelperProcess> forkLocked();
+    std::shared_ptr<JSHelperProcess> forkLocked(bool& zygoteFailed);
 
     const JSHelperLaunch launch_;
     JSHelperProcessLauncher& launcher_;

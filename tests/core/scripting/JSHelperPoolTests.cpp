@@ -131,6 +131,24 @@ TEST_P(HelperStartTest, EveryHelperStartsFromAFreshEngine) {
     EXPECT_EQ(runOn(*second, "return sandboxProbe('prlimit', '0')"), "read");
 }
 
+TEST_P(HelperStartTest, KillingAHelperEndsItInTheMiddleOfAScript) {
+    auto helper = startHelper();
+    ASSERT_TRUE(helper);
+    const int pidDescriptor = openPidDescriptor(helper->pid());
+    ASSERT_GE(pidDescriptor, 0);
+    bool answered = false;
+    ASSERT_FALSE(helper->send(JSRunnerRequest{"for (;;) {}", {}, "", 60.0},
+                              [&answered](JSHelperOutcome) { answered = true; }));
+
+    helper->kill();
+
+    EXPECT_TRUE(endsSoon(pidDescriptor)) << "the looping helper still runs";
+    ::close(pidDescriptor);
+    EXPECT_FALSE(helper->isReusable());
+    helper.reset();  // joins the watcher, so `answered` is settled
+    EXPECT_FALSE(answered) << "a killed helper's request is not answered";
+}
+
 std::string startName(const ::testing::TestParamInfo<bool>& started) {
     return started.param ? "FromZygote" : "Direct";
 }
@@ -156,6 +174,14 @@ TEST(JSHelperProcessZygote, ItsHelpersDieWithItAndAFailedZygoteIsReplaced) {
     ASSERT_TRUE(replacement);
     EXPECT_NE(zygote.pid(), firstZygote);
     EXPECT_EQ(runOn(*replacement, "return 'again'"), "again");
+}
+
+TEST(JSHelperProcessZygote, AZygoteThatDoesNotAnswerInTimeIsStopped) {
+    JSHelperProcessLauncher launcher;
+    JSHelperProcessZygote zygote(testLaunch(), launcher, 0);
+
+    EXPECT_EQ(zygote.fork(), nullptr);
+    EXPECT_FALSE(zygote.isRunning());
 }
 
 TEST(JSHelperPoolZygote, AScriptStillGetsAHelperWhenTheZygoteHasDied) {
