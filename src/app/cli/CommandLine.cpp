@@ -11,6 +11,7 @@
 #include "app/cli/GroupCommands.h"
 #include "app/cli/LibraryCommands.h"
 #include "app/cli/MacroCommands.h"
+#include "app/cli/RequestCommands.h"
 #include "app/cli/SettingsCommands.h"
 #include "app/cli/StartCommand.h"
 #include "app/cli/VersionCommands.h"
@@ -27,6 +28,7 @@ CommandRegistry makeRegistry() {
     registerBackupCommands(registry);
     registerSettingsCommands(registry);
     registerStartCommand(registry);
+    registerRequestCommands(registry);
     registerDetectionCommands(registry);
     return registry;
 }

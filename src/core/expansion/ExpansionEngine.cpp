@@ -366,7 +366,12 @@ void ExpansionEngine::evaluated(Request request, EvaluationContext context,
         return;
     }
     if (request.copyOnly) {
-        services_.pasteboard.write(PasteboardSelection::clipboard, formatsFor(request, result));
+        auto formats = formatsFor(request, result);
+        if (formats.empty()) {
+            formats = {{pasteboardType::plainTextUtf8, result.expandedContent},
+                       {pasteboardType::plainText, result.expandedContent}};
+        }
+        services_.pasteboard.write(PasteboardSelection::clipboard, formats);
         scheduleNotification(NotificationKind::copy, *request.snippet);
         finish(request, false);
         return;

@@ -312,6 +312,21 @@ TEST(ExpansionEngineTests, RichTextIsOfferedInThePlatformsFormsWhenInsertedAndCo
     EXPECT_EQ(copied[1], (PasteboardItem{"text/html", "<b>Bold</b>"}));
 }
 
+TEST(ExpansionEngineTests, CopiedExpansionIsOnTheClipboardAndNothingIsTyped) {
+    EngineRig rig;
+    rig.settings.value.notificationStyle = NotificationStyle::popup;
+    const auto snippet = makeSnippet(";sig", TriggerMode::immediate, "Best regards");
+    rig.engine.copyExpansion(snippet);
+    rig.executor.runUntilIdle();
+    rig.executor.advance(milliseconds(50));
+
+    EXPECT_EQ(rig.pasteboard.plainText(), "Best regards");
+    EXPECT_EQ(rig.field.text(), "");
+    EXPECT_EQ(rig.engine.expansionCount(), 0);
+    ASSERT_EQ(rig.notifications.shown.size(), 1u);
+    EXPECT_EQ(rig.notifications.shown[0].kind, NotificationKind::copy);
+}
+
 TEST(ExpansionEngineTests, PasteShortcutSetForTheActiveApplicationOverridesTheAutomaticOne) {
     EngineRig rig;
     rig.add(makeSnippet(";sig", TriggerMode::immediate, "Best regards"));

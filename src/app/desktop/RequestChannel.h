@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QSocketNotifier>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "core/base/Executor.h"
+#include "core/base/Log.h"
+
+namespace wordloom {
+
+/// The local socket through which `wordloom expand-now` and `wordloom copy` reach the instance
+/// running on their display. One request per connection: a line "COMMAND<TAB>ARGUMENT", answered
+/// by "ok" or "error<TAB>MESSAGE".
+namespace requestChannel {
+
+/// Where the instance for `display` listens: the user's runtime folder, readable by the user
+/// only.
+std::filesystem::path socketPath(const std::string& display);
+
+/// Sends one request and returns the answer's message: empty for "ok". Throws
+/// std::runtime_error with a message for the user when nothing listens, or no answer came
+/// within `timeout`, or the instance refused the request.
+std::string send(const std::filesystem::path& socket, const std::string& command,
+                 const std::string& argument, Duration timeout);
+
+}  // namespace requestChannel
+
+/// The running instance's end of the channel, on the Qt main loop. A client gets 100 ms to send
+/// its line; a silent or malformed one is dropped without holding the keyboard up longer.
+class RequestListener {
+  public:
+    /// Answers a request: empty for success, else the reason it was refused.
+    using Handler =
+        std::function<std::string(const std::string& command, const std::string& argument)>;
+
+    RequestListener(std::filesystem::path socket, Handler handler);
+    ~RequestListener();
+    RequestListener(const RequestListener&) = delete;
+    RequestListener& operator=(const RequestListener&) = delete;
+
+    bool isListening() const { return fd_ >= 0; }
+
+  private:
+    void acceptOne();
+
+    std::filesystem::path path_;
+    Handler handler_;
+    Logger logger_{"RequestListener"};
+    int fd_ = -1;
+    std::unique_ptr<QSocketNotifier> notifier_;
+};
+
+}  // namespace wordloom
