@@ -413,6 +413,36 @@ class AccessibilityBusTests(DesktopTestCase):
         self.assertEqual(read(password), ";sig")
 
 
+class RequestTests(DesktopTestCase):
+    def test_expand_now_and_copy_reach_the_running_instance(self):
+        path, _ = self.open_qt()
+        self.typist.type("Hi ")
+        self.expect_text(path, "Hi ")
+        self.assertIn("Expanding", self.wordloom.run("expand-now", ";sig").stdout)
+        self.expect_text(path, "Hi Best regards, Anna")
+
+        self.wordloom.run("copy", "addr")
+        folder = self.output("copied")
+        wait_for(lambda: subprocess.run([OPTIONS.test_window, "read", folder], env=self.desktop.env,
+                                        timeout=20).returncode == 0
+                 and formats_in(folder).get("text/plain") == b"1 Main St",
+                 what="the copied expansion on the clipboard")
+        self.assertEqual(read(path), "Hi Best regards, Anna")  # nothing typed by a copy
+
+        unknown = self.request("expand-now", ";nothing")
+        self.assertNotEqual(unknown.returncode, 0)
+        self.assertIn("No enabled snippet has the abbreviation", unknown.stderr)
+        elsewhere = self.request("copy", ";sig", DISPLAY=":987")
+        self.assertNotEqual(elsewhere.returncode, 0)
+        self.assertIn("not running on this display", elsewhere.stderr)
+        self.assertEqual(read(path), "Hi Best regards, Anna")
+
+    def request(self, command, abbreviation, **environment):
+        return subprocess.run([OPTIONS.wordloom, "--data-dir", self.wordloom.data, command,
+                               abbreviation], env=dict(self.desktop.env, **environment),
+                              capture_output=True, text=True, timeout=30)
+
+
 class AccessibilityStatusTests(DesktopTestCase):
     accessibility_at_start = False
 
@@ -444,7 +474,7 @@ def active_window_name(desktop):
     return active_window_property(desktop, "WM_NAME")
 
 
-SUITES = {"expansion": [ExpansionTests], "clipboard": [ClipboardTests],
+SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTests],
           "robustness": [RobustnessTests],
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests]}
 
