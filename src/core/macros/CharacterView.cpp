@@ -89,29 +89,30 @@ bool isStandaloneNearNonAscii(std::string_view text, std::size_t offset) {
 }
 
 bool isEveryByteACharacter(std::string_view text) {
-    // Eight bytes at a time, watching for non-ASCII bytes and carriage returns together.
-    constexpr std::uint64_t ones = 0x0101010101010101ULL;
-    constexpr std::uint64_t highBits = 0x8080808080808080ULL;
+    // Sixteen bytes at a time, watching for non-ASCII bytes and carriage returns together.
+    using Bytes = unsigned char __attribute__((vector_size(16)));
     const char* bytes = text.data();
     const std::size_t size = text.size();
-    std::uint64_t nonAscii = 0;
-    std::uint64_t carriageReturns = 0;
+    Bytes seen{};
+    Bytes carriageReturns{};
     std::size_t i = 0;
-    for (; i + 8 <= size; i += 8) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, bytes + i, 8);
-        nonAscii |= word;
-        const std::uint64_t crBytes = word ^ (ones * '\r');
-        carriageReturns |= (crBytes - ones) & ~crBytes;
+    for (; i + sizeof(Bytes) <= size; i += sizeof(Bytes)) {
+        Bytes chunk;
+        std::memcpy(&chunk, bytes + i, sizeof(Bytes));
+        seen |= chunk;
+        carriageReturns |= reinterpret_cast<Bytes>(chunk == '\r');
+    }
+    bool nonAscii = false;
+    bool carriageReturn = false;
+    for (std::size_t lane = 0; lane < sizeof(Bytes); ++lane) {
+        nonAscii = nonAscii || seen[lane] >= 0x80;
+        carriageReturn = carriageReturn || carriageReturns[lane] != 0;
     }
     for (; i < size; ++i) {
-        nonAscii |= static_cast<unsigned char>(bytes[i]);
-        carriageReturns |= bytes[i] == '\r' ? highBits : 0;
+        nonAscii = nonAscii || static_cast<unsigned char>(bytes[i]) >= 0x80;
+        carriageReturn = carriageReturn || bytes[i] == '\r';
     }
-    if ((nonAscii & highBits) != 0) {
-        return false;
-    }
-    return (carriageReturns & highBits) == 0 || countCarriageReturnLineFeeds(text) == 0;
+    return !nonAscii && (!carriageReturn || countCarriageReturnLineFeeds(text) == 0);
 }
 
 std::size_t count(std::string_view text) {

@@ -131,7 +131,6 @@ std::vector<FillInField> FillInFieldCollector::collect(const std::vector<ParsedM
     std::vector<FillInField> fields;
     for (std::size_t index = 0; index < macros.size(); ++index) {
         const MacroType& type = macros[index].type;
-        std::string tag = childTag(parentTag, index);
         const std::string* condition = nullptr;
         if (const auto* opening = std::get_if<macro::ConditionalIf>(&type)) {
             condition = &opening->condition;
@@ -139,10 +138,11 @@ std::vector<FillInField> FillInFieldCollector::collect(const std::vector<ParsedM
             condition = &branch->condition;
         }
         if (condition) {
-            auto inner = collect(*condition, fillInPath, tag);
-            fields.insert(fields.end(), inner.begin(), inner.end());
-        } else if (auto field = fieldFor(type, fillInPath, tag)) {
-            fields.push_back(std::move(*field));
+            auto inner = collect(*condition, fillInPath, childTag(parentTag, index));
+            fields.insert(fields.end(), std::make_move_iterator(inner.begin()),
+                          std::make_move_iterator(inner.end()));
+        } else if (isFillInMacro(type)) {
+            fields.push_back(*fieldFor(type, fillInPath, childTag(parentTag, index)));
         }
     }
     return fields;

@@ -28,29 +28,6 @@ std::string lowercasedKey(std::string_view key) {
     return lower;
 }
 
-std::optional<std::string> valueOf(const std::map<std::string, std::string>& segments,
-                                   const char* key) {
-    auto found = segments.find(key);
-    if (found == segments.end()) {
-        return std::nullopt;
-    }
-    return found->second;
-}
-
-std::optional<std::string> nameOf(const std::map<std::string, std::string>& segments) {
-    auto name = valueOf(segments, "name");
-    if (name) {
-        return collapseDoubleBackslashes(*name);
-    }
-    return std::nullopt;
-}
-
-std::optional<std::int64_t> integerOf(const std::map<std::string, std::string>& segments,
-                                      const char* key) {
-    auto value = valueOf(segments, key);
-    return value ? parseInteger(*value) : std::nullopt;
-}
-
 bool containsEquals(std::string_view text) {
     return text.find('=') != std::string_view::npos;
 }
@@ -137,13 +114,26 @@ template <typename EndPiece>
 void readEscaped(std::string_view text, char separator, KeptEscapes kept, std::string& current,
                  EndPiece endPiece) {
     const std::size_t n = text.size();
-    for (std::size_t i = 0; i < n; ++i) {
+    std::size_t i = 0;
+    while (i < n) {
+        // Plain runs are copied whole.
+        std::size_t special = i;
+        while (special < n && text[special] != '\\' && text[special] != separator) {
+            ++special;
+        }
+        current.append(text.substr(i, special - i));
+        i = special;
+        if (i == n) {
+            break;
+        }
         const char c = text[i];
-        if (c == '\\' && characters::isStandalone(text, i)) {
-            if (i + 1 == n) {
-                current += '\\';
-                break;
-            }
+        if (!characters::isStandalone(text, i)) {
+            current += c;
+        } else if (c == separator) {
+            endPiece();
+        } else if (i + 1 == n) {
+            current += '\\';
+        } else {
             ++i;
             const char escaped = text[i];
             const bool whole = characters::isStandalone(text, i);
@@ -160,13 +150,75 @@ void readEscaped(std::string_view text, char separator, KeptEscapes kept, std::s
                 }
                 current += escaped;
             }
-        } else if (c == separator && characters::isStandalone(text, i)) {
-            endPiece();
-        } else {
-            current += c;
         }
+        ++i;
     }
 }
+
+// Calls `visit` with the lower-cased key and the value of each "key=value" segment, in order, so
+// that a later segment with the same key overrides an earlier one.
+template <typename Visit>
+void forEachKeyValue(std::string_view argument, Visit visit) {
+    std::string segment;
+    auto visitSegment = [&] {
+        std::size_t equals = characters::find(segment, '=');
+        if (equals != std::string::npos) {
+            visit(lowercasedKey(std::string_view(segment).substr(0, equals)),
+                  std::string_view(segment).substr(equals + 1));
+        }
+        segment.clear();
+    };
+    readEscaped(argument, ':', KeptEscapes::commaAndBackslash, segment, visitSegment);
+    visitSegment();
+}
+
+// The values of the keys a spec reads; a later segment with the same key replaces an earlier one.
+struct SpecValues {
+    std::optional<std::string> name;
+    std::optional<std::string> defaultValue;
+    std::optional<std::string> options;
+    std::optional<std::string> width;
+    std::optional<std::string> rows;
+    std::optional<std::string> cols;
+
+    explicit SpecValues(std::string_view argument) {
+        forEachKeyValue(argument, [&](const std::string& key, std::string_view value) {
+            if (auto* slot = slotFor(key)) {
+                *slot = std::string(value);
+            }
+        });
+    }
+
+    std::optional<std::string>* slotFor(std::string_view key) {
+        if (key == "name") {
+            return &name;
+        }
+        if (key == "default") {
+            return &defaultValue;
+        }
+        if (key == "options") {
+            return &options;
+        }
+        if (key == "width") {
+            return &width;
+        }
+        if (key == "rows") {
+            return &rows;
+        }
+        if (key == "cols") {
+            return &cols;
+        }
+        return nullptr;
+    }
+
+    std::optional<std::string> collapsedName() const {
+        return name ? std::optional<std::string>(collapseDoubleBackslashes(*name)) : std::nullopt;
+    }
+
+    static std::optional<std::int64_t> integer(const std::optional<std::string>& value) {
+        return value ? parseInteger(*value) : std::nullopt;
+    }
+};
 
 }  // namespace
 
@@ -181,14 +233,9 @@ std::vector<std::string> splitEscapedSegments(std::string_view argument) {
 
 std::map<std::string, std::string> keyValueSegments(std::string_view argument) {
     std::map<std::string, std::string> values;
-    for (const std::string& segment : splitEscapedSegments(argument)) {
-        std::size_t equals = characters::find(segment, '=');
-        if (equals == std::string::npos) {
-            continue;
-        }
-        values[lowercasedKey(std::string_view(segment).substr(0, equals))] =
-            segment.substr(equals + 1);
-    }
+    forEachKeyValue(argument, [&](const std::string& key, std::string_view value) {
+        values[key] = std::string(value);
+    });
     return values;
 }
 
@@ -284,26 +331,26 @@ Field parseFieldSpec(std::optional<std::string_view> argument, ReadSizes readSiz
         std::tie(field.name, field.defaultValue) = splitNameAndDefault(*argument);
         return field;
     }
-    auto segments = keyValueSegments(*argument);
-    field.name = nameOf(segments);
-    if (auto value = valueOf(segments, "default")) {
-        field.defaultValue = collapseDoubleBackslashes(*value);
+    SpecValues values(*argument);
+    field.name = values.collapsedName();
+    if (values.defaultValue) {
+        field.defaultValue = collapseDoubleBackslashes(*values.defaultValue);
     }
-    readSizes(field, segments);
+    readSizes(field, values);
     return field;
 }
 
 macro::Input parseInputSpec(std::optional<std::string_view> argument) {
-    return parseFieldSpec<macro::Input>(argument, [](macro::Input& input, const auto& segments) {
-        input.width = integerOf(segments, "width");
+    return parseFieldSpec<macro::Input>(argument, [](macro::Input& input, const auto& values) {
+        input.width = SpecValues::integer(values.width);
     });
 }
 
 macro::Textarea parseTextareaSpec(std::optional<std::string_view> argument) {
     return parseFieldSpec<macro::Textarea>(argument,
-                                           [](macro::Textarea& textarea, const auto& segments) {
-                                               textarea.rows = integerOf(segments, "rows");
-                                               textarea.cols = integerOf(segments, "cols");
+                                           [](macro::Textarea& textarea, const auto& values) {
+                                               textarea.rows = SpecValues::integer(values.rows);
+                                               textarea.cols = SpecValues::integer(values.cols);
                                            });
 }
 
@@ -316,13 +363,14 @@ macro::Select parseSelectSpec(std::optional<std::string_view> argument) {
         select.options = splitOptionList(*argument);
         return select;
     }
-    auto segments = keyValueSegments(*argument);
-    select.name = nameOf(segments);
-    if (auto options = valueOf(segments, "options")) {
-        select.options = splitOptionList(*options);
+    SpecValues values(*argument);
+    select.name = values.collapsedName();
+    if (values.options) {
+        select.options = splitOptionList(*values.options);
     }
-    if (auto value = valueOf(segments, "default")) {
-        select.defaultValue = std::string(trimSpacesAndTabs(collapseDoubleBackslashes(*value)));
+    if (values.defaultValue) {
+        select.defaultValue =
+            std::string(trimSpacesAndTabs(collapseDoubleBackslashes(*values.defaultValue)));
     }
     return select;
 }
@@ -336,10 +384,10 @@ macro::Optional parseSectionSpec(std::optional<std::string_view> argument) {
         section.name = std::string(*argument);
         return section;
     }
-    auto segments = keyValueSegments(*argument);
-    section.name = nameOf(segments);
-    if (auto value = valueOf(segments, "default")) {
-        section.defaultOn = lowercasedKey(*value) == "yes";
+    SpecValues values(*argument);
+    section.name = values.collapsedName();
+    if (values.defaultValue) {
+        section.defaultOn = lowercasedKey(*values.defaultValue) == "yes";
     }
     return section;
 }

@@ -29,7 +29,15 @@ struct Level {
     std::string parentTag;
     int conditionDepth = 0;
     bool hasFillInMacros = false;
-    std::map<std::string, std::string> aiVariables;
+    /// Where this content's AI prompt variables come from: its own fields, or for a condition
+    /// those of the content holding it.
+    const Level* variablesSource = this;
+    /// This content's fields, as a range of the output's fields.
+    const std::vector<FillInField>* fieldStore = nullptr;
+    std::size_t firstField = 0;
+    std::size_t endField = 0;
+    /// Built on first use: most contents have no AI macro.
+    mutable std::optional<std::map<std::string, std::string>> aiVariables;
 
     std::string tag(std::size_t index) const {
         return FillInFieldCollector::childTag(parentTag, index);
@@ -97,7 +105,7 @@ class EvaluationRun {
 
     std::vector<ParsedMacro> evaluate(std::string_view content, const EvaluationContext& context,
                                       Output& out) {
-        Level level{content, parser_.parse(content), context, {}, 0, false, {}};
+        Level level{content, parser_.parse(content), context};
         collectFields(level, out);
         render(MacroBlock::arrange(content, level.macros), level, out);
         return std::move(level.macros);
@@ -109,29 +117,36 @@ class EvaluationRun {
         auto fields =
             FillInFieldCollector::collect(level.macros, context.fillInPath, level.parentTag);
         level.hasFillInMacros = !fields.empty();
-        // AI prompts may name the captured texts and the named fields; most contents have no AI
-        // macro, so the variables are only gathered for those that do.
-        const bool asksAI =
-            std::any_of(level.macros.begin(), level.macros.end(), [](const auto& m) {
-                return std::holds_alternative<macro::AI>(m.type) ||
-                       std::holds_alternative<macro::ConditionalIf>(m.type) ||
-                       std::holds_alternative<macro::ConditionalElseIf>(m.type);
-            });
-        if (asksAI) {
-            level.aiVariables = {{"clipboard", context.capturedClipboard.value_or("")},
-                                 {"selected", context.capturedSelectedText.value_or("")},
-                                 {"selection", context.capturedSelectedText.value_or("")}};
-        }
+        level.fieldStore = &out.fields;
+        level.firstField = out.fields.size();
         for (FillInField& field : fields) {
             auto entered = context.fillInValues.find(field.valueKey);
             if (entered != context.fillInValues.end()) {
                 field.value = entered->second;
             }
-            if (asksAI && field.valueKey.rfind(FillInFieldCollector::unnamedKeyPrefix, 0) != 0) {
-                level.aiVariables.emplace(field.name, field.value);
-            }
             out.fields.push_back(std::move(field));
         }
+        level.endField = out.fields.size();
+    }
+
+    // AI prompts may name the captured texts and the content's named fields.
+    static const std::map<std::string, std::string>& aiVariables(const Level& level) {
+        const Level& source = *level.variablesSource;
+        if (!source.aiVariables) {
+            const EvaluationContext& context = source.context;
+            std::map<std::string, std::string> variables{
+                {"clipboard", context.capturedClipboard.value_or("")},
+                {"selected", context.capturedSelectedText.value_or("")},
+                {"selection", context.capturedSelectedText.value_or("")}};
+            for (std::size_t i = source.firstField; i < source.endField; ++i) {
+                const FillInField& field = (*source.fieldStore)[i];
+                if (field.valueKey.rfind(FillInFieldCollector::unnamedKeyPrefix, 0) != 0) {
+                    variables.emplace(field.name, field.value);
+                }
+            }
+            source.aiVariables = std::move(variables);
+        }
+        return *source.aiVariables;
     }
 
     void fail(Output& out, std::string error) {
@@ -185,8 +200,8 @@ class EvaluationRun {
             // there and are dropped, their errors and AI requests are kept.
             Output scratch;
             Level inner{condition,        parser_.parse(condition), level.context,
-                        level.tag(index), level.conditionDepth + 1, level.hasFillInMacros,
-                        level.aiVariables};
+                        level.tag(index), level.conditionDepth + 1, level.hasFillInMacros};
+            inner.variablesSource = level.variablesSource;
             render(MacroBlock::arrange(condition, inner.macros), inner, scratch);
             out.errors.insert(out.errors.end(), scratch.errors.begin(), scratch.errors.end());
             out.pendingAIRequests.insert(out.pendingAIRequests.end(),
@@ -304,7 +319,7 @@ class EvaluationRun {
             runScript(level, index, snippet->content, level.macros[index].originalText, out);
             return;
         }
-        Level inner{snippet->content, parser_.parse(snippet->content), nested, {}, 0, false, {}};
+        Level inner{snippet->content, parser_.parse(snippet->content), nested};
         collectFields(inner, out);
         render(MacroBlock::arrange(inner.content, inner.macros), inner, out);
     }
@@ -345,11 +360,12 @@ class EvaluationRun {
                   Output& out) {
         const EvaluationContext& context = level.context;
         if (context.isPreviewOnly) {
-            out.pendingAIRequests.push_back({ai.prompt, ai.provider, ai.model, level.aiVariables});
+            out.pendingAIRequests.push_back({ai.prompt, ai.provider, ai.model, aiVariables(level)});
             out.text += originalText;
             return;
         }
-        std::string key = aiRequestKey(ai, level.aiVariables);
+        const auto& variables = aiVariables(level);
+        std::string key = aiRequestKey(ai, variables);
         if (auto kept = plan_.aiResult(key)) {
             out.text += *kept;
             return;
@@ -360,7 +376,7 @@ class EvaluationRun {
         }
         try {
             std::string generated =
-                context.aiService->generate(ai.prompt, ai.provider, ai.model, level.aiVariables);
+                context.aiService->generate(ai.prompt, ai.provider, ai.model, variables);
             plan_.setAIResult(key, generated);
             out.text += generated;
         } catch (const std::exception& error) {

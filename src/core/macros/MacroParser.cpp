@@ -1,5 +1,6 @@
 #include "core/macros/MacroParser.h"
 
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -111,31 +112,124 @@ std::optional<std::size_t> findClosingPair(std::string_view content, std::size_t
     return std::nullopt;
 }
 
-// Keywords are ASCII; a longer or non-ASCII keyword is lower-cased the Unicode way, so that a
-// Kelvin sign still spells "key".
-constexpr std::size_t longestAsciiKeyword = 16;
-
-struct Keyword {
-    char buffer[longestAsciiKeyword];
-    std::string unicode;
-    std::string_view text;
-};
-
-void lowercaseKeyword(std::string_view keyword, Keyword& out) {
-    if (keyword.size() <= longestAsciiKeyword) {
-        bool ascii = true;
-        for (std::size_t i = 0; i < keyword.size(); ++i) {
-            char c = keyword[i];
-            ascii = ascii && static_cast<unsigned char>(c) < 0x80;
-            out.buffer[i] = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+// Every macro starts with its own "{{", so half the opening braces bound the number of macros.
+std::size_t mostMacrosIn(std::string_view content) {
+    using Bytes = unsigned char __attribute__((vector_size(16)));
+    std::size_t braces = 0;
+    std::size_t i = 0;
+    while (i + sizeof(Bytes) <= content.size()) {
+        // A lane counts at most 255 braces before it is added up.
+        Bytes counts{};
+        for (int round = 0; round < 255 && i + sizeof(Bytes) <= content.size();
+             ++round, i += sizeof(Bytes)) {
+            Bytes chunk;
+            std::memcpy(&chunk, content.data() + i, sizeof(Bytes));
+            counts -= reinterpret_cast<Bytes>(chunk == '{');
         }
-        if (ascii) {
-            out.text = std::string_view(out.buffer, keyword.size());
-            return;
+        for (std::size_t lane = 0; lane < sizeof(Bytes); ++lane) {
+            braces += counts[lane];
         }
     }
-    out.unicode = text::lowercased(keyword);
-    out.text = out.unicode;
+    for (; i < content.size(); ++i) {
+        braces += content[i] == '{' ? 1 : 0;
+    }
+    return braces / 2;
+}
+
+enum class Keyword {
+    date,
+    time,
+    today,
+    tomorrow,
+    yesterday,
+    now,
+    clipboard,
+    selectedText,
+    cursor,
+    uuid,
+    input,
+    textarea,
+    select,
+    optional,
+    optionalEnd,
+    conditionalIf,
+    conditionalElseIf,
+    conditionalElse,
+    conditionalEnd,
+    ai,
+    key,
+    snippet,
+    javascript,
+    random
+};
+
+constexpr std::pair<std::string_view, Keyword> keywordNames[] = {
+    {"date", Keyword::date},
+    {"time", Keyword::time},
+    {"today", Keyword::today},
+    {"tomorrow", Keyword::tomorrow},
+    {"yesterday", Keyword::yesterday},
+    {"now", Keyword::now},
+    {"clipboard", Keyword::clipboard},
+    {"selected", Keyword::selectedText},
+    {"selection", Keyword::selectedText},
+    {"selected-text", Keyword::selectedText},
+    {"cursor", Keyword::cursor},
+    {"uuid", Keyword::uuid},
+    {"input", Keyword::input},
+    {"textarea", Keyword::textarea},
+    {"select", Keyword::select},
+    {"optional", Keyword::optional},
+    {"/optional", Keyword::optionalEnd},
+    {"if", Keyword::conditionalIf},
+    {"elseif", Keyword::conditionalElseIf},
+    {"elif", Keyword::conditionalElseIf},
+    {"else", Keyword::conditionalElse},
+    {"/if", Keyword::conditionalEnd},
+    {"endif", Keyword::conditionalEnd},
+    {"ai", Keyword::ai},
+    {"key", Keyword::key},
+    {"snippet", Keyword::snippet},
+    {"js", Keyword::javascript},
+    {"javascript", Keyword::javascript},
+    {"random", Keyword::random},
+};
+
+bool equalsIgnoringAsciiCase(std::string_view text, std::string_view lowerName) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char c = text[i];
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+        if (c != lowerName[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Keywords match in any case. Text outside ASCII is lower-cased the Unicode way first, so that
+// a Kelvin sign still spells "key".
+std::optional<Keyword> keywordNamed(std::string_view text) {
+    bool ascii = true;
+    for (const auto& [name, keyword] : keywordNames) {
+        if (name.size() == text.size() && equalsIgnoringAsciiCase(text, name)) {
+            return keyword;
+        }
+    }
+    for (unsigned char c : text) {
+        ascii = ascii && c < 0x80;
+    }
+    if (ascii) {
+        return std::nullopt;
+    }
+    const std::string lower = text::lowercased(text);
+    for (const auto& [name, keyword] : keywordNames) {
+        if (name == lower) {
+            return keyword;
+        }
+    }
+    return std::nullopt;
 }
 
 // Splits at the first ":" into at most two pieces, dropping empty pieces (so ":x" is one piece
@@ -166,90 +260,76 @@ std::optional<std::string> owned(std::optional<std::string_view> text) {
     return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 
-std::optional<MacroType> macroForKeyword(std::string_view keyword,
+std::optional<MacroType> macroForKeyword(Keyword keyword,
                                          std::optional<std::string_view> argument) {
     const bool hasArgument = argument && !argument->empty();
-    if (keyword == "date") {
-        return macro::Date{owned(argument), std::nullopt};
-    }
-    if (keyword == "time") {
-        return macro::Time{owned(argument)};
-    }
-    if (keyword == "today") {
-        return macro::Today{owned(argument)};
-    }
-    if (keyword == "tomorrow") {
-        return macro::Tomorrow{owned(argument)};
-    }
-    if (keyword == "yesterday") {
-        return macro::Yesterday{owned(argument)};
-    }
-    if (keyword == "now") {
-        return macro::Now{owned(argument)};
-    }
-    if (keyword == "clipboard") {
-        return macro::Clipboard{};
-    }
-    if (keyword == "selected" || keyword == "selection" || keyword == "selected-text") {
-        return macro::SelectedText{};
-    }
-    if (keyword == "cursor") {
-        return macro::Cursor{};
-    }
-    if (keyword == "uuid") {
-        return macro::Uuid{};
-    }
-    if (keyword == "input") {
-        return args::parseInputSpec(argument);
-    }
-    if (keyword == "textarea") {
-        return args::parseTextareaSpec(argument);
-    }
-    if (keyword == "select") {
-        return args::parseSelectSpec(argument);
-    }
-    if (keyword == "optional") {
-        return args::parseSectionSpec(argument);
-    }
-    if (keyword == "/optional") {
-        return macro::OptionalEnd{};
-    }
-    if (keyword == "if") {
-        return hasArgument ? std::optional<MacroType>(macro::ConditionalIf{std::string(*argument)})
-                           : std::nullopt;
-    }
-    if (keyword == "elseif" || keyword == "elif") {
-        return hasArgument
-                   ? std::optional<MacroType>(macro::ConditionalElseIf{std::string(*argument)})
-                   : std::nullopt;
-    }
-    if (keyword == "else") {
-        return macro::ConditionalElse{};
-    }
-    if (keyword == "/if" || keyword == "endif") {
-        return macro::ConditionalEnd{};
-    }
-    if (keyword == "ai") {
-        if (!hasArgument) {
+    switch (keyword) {
+        case Keyword::date:
+            return macro::Date{owned(argument), std::nullopt};
+        case Keyword::time:
+            return macro::Time{owned(argument)};
+        case Keyword::today:
+            return macro::Today{owned(argument)};
+        case Keyword::tomorrow:
+            return macro::Tomorrow{owned(argument)};
+        case Keyword::yesterday:
+            return macro::Yesterday{owned(argument)};
+        case Keyword::now:
+            return macro::Now{owned(argument)};
+        case Keyword::clipboard:
+            return macro::Clipboard{};
+        case Keyword::selectedText:
+            return macro::SelectedText{};
+        case Keyword::cursor:
+            return macro::Cursor{};
+        case Keyword::uuid:
+            return macro::Uuid{};
+        case Keyword::input:
+            return args::parseInputSpec(argument);
+        case Keyword::textarea:
+            return args::parseTextareaSpec(argument);
+        case Keyword::select:
+            return args::parseSelectSpec(argument);
+        case Keyword::optional:
+            return args::parseSectionSpec(argument);
+        case Keyword::optionalEnd:
+            return macro::OptionalEnd{};
+        case Keyword::conditionalIf:
+            if (!hasArgument) {
+                return std::nullopt;
+            }
+            return macro::ConditionalIf{std::string(*argument)};
+        case Keyword::conditionalElseIf:
+            if (!hasArgument) {
+                return std::nullopt;
+            }
+            return macro::ConditionalElseIf{std::string(*argument)};
+        case Keyword::conditionalElse:
+            return macro::ConditionalElse{};
+        case Keyword::conditionalEnd:
+            return macro::ConditionalEnd{};
+        case Keyword::ai:
+            if (auto ai = hasArgument ? args::parseAISpec(*argument) : std::nullopt) {
+                return std::move(*ai);
+            }
             return std::nullopt;
-        }
-        auto ai = args::parseAISpec(*argument);
-        return ai ? std::optional<MacroType>(std::move(*ai)) : std::nullopt;
-    }
-    if (keyword == "key") {
-        return hasArgument ? std::optional<MacroType>(macro::Key{text::lowercased(*argument)})
-                           : std::nullopt;
-    }
-    if (keyword == "snippet") {
-        return hasArgument ? std::optional<MacroType>(macro::Snippet{std::string(*argument)})
-                           : std::nullopt;
-    }
-    if (keyword == "js" || keyword == "javascript") {
-        return hasArgument ? std::optional<MacroType>(macro::JavaScript{std::string(*argument)})
-                           : std::nullopt;
-    }
-    if (keyword == "random") {
-        return args::parseRandomRange(argument);
+        case Keyword::key:
+            if (!hasArgument) {
+                return std::nullopt;
+            }
+            return macro::Key{text::lowercased(*argument)};
+        case Keyword::snippet:
+            if (!hasArgument) {
+                return std::nullopt;
+            }
+            return macro::Snippet{std::string(*argument)};
+        case Keyword::javascript:
+            if (!hasArgument) {
+                return std::nullopt;
+            }
+            return macro::JavaScript{std::string(*argument)};
+        case Keyword::random:
+            return args::parseRandomRange(argument);
     }
     return std::nullopt;
 }
@@ -265,13 +345,15 @@ std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText)
         return std::move(*dated);
     }
     auto [keywordPiece, argumentPiece] = splitKeyword(trimmed);
-    Keyword keyword;
-    lowercaseKeyword(args::trimSpacesAndTabs(keywordPiece), keyword);
+    auto keyword = keywordNamed(args::trimSpacesAndTabs(keywordPiece));
+    if (!keyword) {
+        return std::nullopt;
+    }
     std::optional<std::string_view> argument;
     if (argumentPiece) {
         argument = args::trimSpacesAndTabs(*argumentPiece);
     }
-    return macroForKeyword(keyword.text, argument);
+    return macroForKeyword(*keyword, argument);
 }
 
 std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
@@ -312,7 +394,7 @@ std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
             const std::size_t startCharacter = charactersBefore(i);
             const std::size_t endCharacter = charactersBefore(end);
             if (macros.empty()) {
-                macros.reserve(16);
+                macros.reserve(mostMacrosIn(content.substr(i)));
             }
             macros.push_back(ParsedMacro{std::move(*type),
                                          TextRange{startCharacter, endCharacter},
