@@ -1,0 +1,1 @@
+wordloom_benchmark(desktop_bench desktop_bench.cpp DEPS wordloom_expansion wordloom_platform_fake)
