@@ -102,6 +102,16 @@ TEST(MacroArgumentsSegments, EscapesAndKeys) {
     EXPECT_EQ(values, (std::map<std::string, std::string>{{"name", "b"}, {"x", "1=2"}}));
 }
 
+TEST(MacroArgumentsSegments, EscapesWorkOnWholeCharacters) {
+    // An escaped "é" stands for itself; a backslash carrying a combining mark is no escape, and a
+    // comma carrying one is no separator.
+    EXPECT_EQ(args::splitOptionList("x\\\xC3\xA9,y\\\xCC\x81,z,\xCC\x81"),
+              (std::vector<std::string>{"x\xC3\xA9", "y\\\xCC\x81", "z,\xCC\x81"}));
+    EXPECT_EQ(args::splitEscapedSegments("k=\xC3\xA9\\:x:\\\xCC\x81:"),
+              (std::vector<std::string>{"k=\xC3\xA9:x", "\\\xCC\x81", ""}));
+    EXPECT_EQ(args::unescapeAll("\\\xC3\xA9\\"), "\xC3\xA9\\");
+}
+
 TEST(MacroArgumentsIntegers, FitSixtyFourBits) {
     EXPECT_EQ(args::parseInteger(" 42 "), 42);
     EXPECT_EQ(args::parseInteger("-9223372036854775808"), INT64_MIN);

@@ -3,6 +3,9 @@
 
 #include <regex>
 #include <stdexcept>
+#include <thread>
+
+#include <unicode/timezone.h>
 
 #include "core/base/Iso8601.h"
 #include "core/macros/MacroEvaluator.h"
@@ -136,6 +139,62 @@ TEST_F(MacroEvaluatorTest, DatesUseTheCalendarAndCachedFormats) {
     auto bad = evaluate("{{date+3000000000d}}");
     EXPECT_EQ(bad.expandedContent, "[invalid date offset]");
     EXPECT_EQ(bad.macroErrors, std::vector<std::string>{"[invalid date offset]"});
+}
+
+// A clock the test moves.
+class SettableClock : public Clock {
+  public:
+    Timestamp now() const override { return now_; }
+    void set(const char* iso) { now_ = *parseIso8601(iso); }
+
+  private:
+    Timestamp now_;
+};
+
+TEST_F(MacroEvaluatorTest, RememberedDatesFollowTheClock) {
+    SettableClock moving;
+    context.clock = &moving;
+    const char* content = "{{date:yyyy-MM-dd}} {{time:HH:mm:ss}} {{tomorrow:MM-dd}} {{date+1d}}";
+    moving.set("2026-01-31T23:59:59Z");
+    EXPECT_EQ(expand(content), "2026-01-31 23:59:59 02-01 Feb 1, 2026");
+    moving.set("2026-01-31T23:59:59.999Z");
+    EXPECT_EQ(expand(content), "2026-01-31 23:59:59 02-01 Feb 1, 2026");
+    moving.set("2026-02-01T00:00:00Z");
+    EXPECT_EQ(expand(content), "2026-02-01 00:00:00 02-02 Feb 2, 2026");
+    moving.set("2026-01-15T12:00:00Z");
+    EXPECT_EQ(expand(content), "2026-01-15 12:00:00 01-16 Jan 16, 2026");
+}
+
+// Daylight-saving time begins in Berlin at 01:00 UTC on 29 March 2026 (02:00 becomes 03:00).
+TEST_F(MacroEvaluatorTest, RememberedDatesFollowDaylightSavingChanges) {
+    auto* berlin = icu::TimeZone::createTimeZone("Europe/Berlin");
+    icu::TimeZone::adoptDefault(berlin);
+    std::vector<std::string> texts;
+    // Formatters and the calendar take the zone that is the default when they are made: a cache
+    // of this test's own and a thread of its own (calendars are per thread) see Berlin.
+    std::thread([&] {
+        DateFormatterCache formatters;
+        MacroEvaluator berlinEvaluator(formatters);
+        SettableClock moving;
+        context.clock = &moving;
+        for (const char* now :
+             {"2026-03-28T22:59:59Z", "2026-03-28T23:00:00Z", "2026-03-29T00:59:59Z",
+              "2026-03-29T01:00:00Z", "2026-03-29T21:59:59Z", "2026-03-29T22:00:00Z"}) {
+            moving.set(now);
+            texts.push_back(berlinEvaluator
+                                .evaluate("{{date:yyyy-MM-dd HH:mm:ss ZZZZZ}}|{{tomorrow:MM-dd "
+                                          "HH:mm}}|{{yesterday:MM-dd HH:mm}}|{{date:MMM d}}",
+                                          context)
+                                .expandedContent);
+        }
+    }).join();
+    icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("UTC"));
+    EXPECT_THAT(texts, ElementsAre("2026-03-28 23:59:59 +01:00|03-29 23:59|03-27 23:59|Mar 28",
+                                   "2026-03-29 00:00:00 +01:00|03-30 00:00|03-28 00:00|Mar 29",
+                                   "2026-03-29 01:59:59 +01:00|03-30 01:59|03-28 01:59|Mar 29",
+                                   "2026-03-29 03:00:00 +02:00|03-30 03:00|03-28 03:00|Mar 29",
+                                   "2026-03-29 23:59:59 +02:00|03-30 23:59|03-28 23:59|Mar 29",
+                                   "2026-03-30 00:00:00 +02:00|03-31 00:00|03-29 00:00|Mar 30"));
 }
 
 TEST_F(MacroEvaluatorTest, NestedSnippets) {

@@ -72,6 +72,36 @@ TEST(MacroParserScanning, BraceCarryingACombiningMarkIsNotABrace) {
     EXPECT_TRUE(MacroParser::parse("{{cursor}\xCC\x81}").empty());
 }
 
+TEST(MacroParserScanning, CharactersBesideBracesDecideWhetherTheyAreBraces) {
+    // A prepended mark (U+0600) joins the first brace, so no "{{" starts there.
+    auto prepended = MacroParser::parse("\xD8\x80{{cursor}} {{uuid}}");
+    ASSERT_EQ(prepended.size(), 1u);
+    EXPECT_EQ(prepended[0].type, MacroType(macro::Uuid{}));
+    EXPECT_EQ(prepended[0].range, (TextRange{11, 19}));
+
+    // Text outside ASCII inside and between macros: "Café" and "é" precomposed, a thumbs-up
+    // with a skin tone.
+    auto mixed = MacroParser::parse(
+        "{{input:Caf\xC3\xA9}}\xC3\xA9{{cursor}}"
+        "\xF0\x9F\x91\x8D\xF0\x9F\x8F\xBD{{uuid}}");
+    ASSERT_EQ(mixed.size(), 3u);
+    EXPECT_EQ(mixed[1].range, (TextRange{15, 25}));
+    EXPECT_EQ(mixed[1].byteRange, (TextRange{17, 27}));
+    EXPECT_EQ(mixed[2].range, (TextRange{26, 34}));
+    EXPECT_EQ(mixed[2].byteRange, (TextRange{35, 43}));
+
+    // A colon carrying a combining mark does not split a field spec.
+    EXPECT_EQ(only("{{input:a:\xCC\x81"
+                   "b}}"),
+              MacroType(macro::Input{"a:\xCC\x81"
+                                     "b",
+                                     std::nullopt, std::nullopt}));
+    // The Kelvin sign lower-cases to "k".
+    EXPECT_EQ(only("{{\xE2\x84\xAA"
+                   "ey:TAB}}"),
+              MacroType(macro::Key{"tab"}));
+}
+
 TEST(MacroParserScanning, NestedMacrosStayInsideTheirEnclosingMacro) {
     auto macros = MacroParser::parse("{{if:{{clipboard}} CONTAINS x}}yes{{/if}}");
     ASSERT_EQ(macros.size(), 2u);
@@ -97,6 +127,11 @@ TEST(MacroParserScanning, ScriptModeSkipsStringsAndComments) {
     EXPECT_EQ(only("{{js:/* }} */ 2 / 1}}"), MacroType(macro::JavaScript{"/* }} */ 2 / 1"}));
     // Outside script mode quotes mean nothing.
     EXPECT_EQ(only("{{input:a'}}b'}}"), MacroType(macro::Input{"a'", std::nullopt, std::nullopt}));
+    // CR LF is one character, not a line feed, so it does not end a line comment.
+    EXPECT_EQ(only("{{js:// }}\n}}"), MacroType(macro::JavaScript{"// }}\n"}));
+    EXPECT_TRUE(MacroParser::parse("{{js:// }}\r\n}}").empty());
+    // A backslash in a string steps over a whole character, even one of several bytes.
+    EXPECT_EQ(only("{{js:'\\\xC3\xA9}}'}}"), MacroType(macro::JavaScript{"'\\\xC3\xA9}}'"}));
     // A string that never ends leaves the pair unclosed.
     EXPECT_TRUE(MacroParser::parse("{{js:'abc}}").empty());
 }
