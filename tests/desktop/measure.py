@@ -22,6 +22,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import uuid
 
@@ -185,6 +186,23 @@ def stage_delays(log_text, sent_times):
     return [(stage, delays[stage]) for stage in order]
 
 
+def press(typist, name, hold):
+    """Presses a key and lets it go `hold` seconds later, as a finger does, from another
+    thread: the caller watches the window meanwhile. Returns that thread."""
+    code = typist.x11.XKeysymToKeycode(typist.display, typist.x11.XStringToKeysym(name.encode()))
+    typist.xtst.XTestFakeKeyEvent(typist.display, code, 1, 0)
+    typist.x11.XSync(typist.display, 0)
+
+    def release():
+        time.sleep(hold)
+        typist.xtst.XTestFakeKeyEvent(typist.display, code, 0, 0)
+        typist.x11.XSync(typist.display, 0)
+
+    releaser = threading.Thread(target=release)
+    releaser.start()
+    return releaser
+
+
 def measure_latency(desktop, options, typist, expansion):
     output_folder = tempfile.mkdtemp(prefix="wordloom-measure-", dir="/dev/shm")
     output = os.path.join(output_folder, "qt.txt")
@@ -209,8 +227,12 @@ def measure_latency(desktop, options, typist, expansion):
             watch.wait_until(lambda: read(output) == ";la", 10, "typed text")
             time.sleep(0.05)  # the typed keys are handled before the measured one
             sent = time.monotonic()
-            typist.key("t")
+            releaser = press(typist, "t", options.hold) if options.hold else None
+            if not releaser:
+                typist.key("t")
             visible = watch.wait_until(lambda: read(output) == expansion, 10, "the expansion")
+            if releaser:
+                releaser.join()
             latencies.append((visible - sent) * 1000)
             sent_times.append(sent)
             typist.wait_keys_released()
@@ -249,6 +271,8 @@ def main():
     parser.add_argument("--snippets", type=int, default=10000)
     parser.add_argument("--pause", type=float, default=0.1,
                         help="seconds between samples, after the window was emptied")
+    parser.add_argument("--hold", type=float, default=0.0,
+                        help="seconds the last key stays down (a typist's finger: about 0.08)")
     parser.add_argument("--trace", action="store_true",
                         help="turn on Wordloom's debug log and show when each stage was reached")
     options = parser.parse_args()

@@ -19,8 +19,8 @@ class KeyInjector {
     virtual ~KeyInjector() = default;
 
     /// Called before an insertion sends its first key: waits (at most `limit`) until the user
-    /// has released every key, Shift included, so that none of them modifies ours. Returns
-    /// false when keys were still held at the deadline (the insertion goes on regardless).
+    /// has released every modifier key, Shift included, so that none of them modifies ours.
+    /// Returns false when one was still held at the deadline (the insertion goes on regardless).
     virtual bool beginInjection(Duration limit) = 0;
     /// Called when the insertion has sent its last key.
     virtual void endInjection() = 0;

@@ -76,17 +76,20 @@ bool X11KeyInjector::beginInjection(Duration limit) {
     if (!ensureDisplay()) {
         return false;
     }
-    // A key the user still holds (Shift from the abbreviation's capital, the last letter)
-    // would combine with ours.
+    // A modifier the user still holds (Shift from the abbreviation's capital, AltGr) would
+    // combine with our keys. Other keys would not: the last letter of the abbreviation, usually
+    // still down when its expansion starts, is not waited for, which would add the time a
+    // finger rests on a key (often 100 ms) to every expansion.
+    const auto modifiers = modifierKeys();
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (true) {
         std::array<char, 32> keys{};
         XQueryKeymap(display_, keys.data());
-        bool anyDown = false;
-        for (const char byte : keys) {
-            anyDown = anyDown || byte != 0;
+        bool modifierDown = false;
+        for (std::size_t byte = 0; byte < keys.size(); ++byte) {
+            modifierDown = modifierDown || (keys[byte] & modifiers[byte]) != 0;
         }
-        if (!anyDown) {
+        if (!modifierDown) {
             return true;
         }
         if (std::chrono::steady_clock::now() >= deadline || broken_) {
@@ -97,6 +100,24 @@ bool X11KeyInjector::beginInjection(Duration limit) {
 }
 
 void X11KeyInjector::endInjection() {}
+
+std::array<char, 32> X11KeyInjector::modifierKeys() {
+    // The same bit layout as XQueryKeymap's answer.
+    std::array<char, 32> mask{};
+    XModifierKeymap* map = XGetModifierMapping(display_);
+    if (!map) {
+        mask.fill(static_cast<char>(0xff));  // unknown: wait for every key, as is safe
+        return mask;
+    }
+    for (int index = 0; index < 8 * map->max_keypermod; ++index) {
+        const KeyCode code = map->modifiermap[index];
+        if (code != 0) {
+            mask[code / 8] = static_cast<char>(mask[code / 8] | (1 << (code % 8)));
+        }
+    }
+    XFreeModifiermap(map);
+    return mask;
+}
 
 bool X11KeyInjector::postKeysym(unsigned long keysym, bool down) {
     if (!ensureDisplay() || keysym == NoSymbol) {

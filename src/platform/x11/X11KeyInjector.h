@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <mutex>
 
 #include "core/base/Log.h"
@@ -27,6 +28,8 @@ class X11KeyInjector final : public KeyInjector {
 
   private:
     bool ensureDisplay();
+    /// The keys bound to a modifier (Shift, Control, Alt, Super, AltGr, locks), as a key mask.
+    std::array<char, 32> modifierKeys();
     bool postKeysym(unsigned long keysym, bool down);
 
     InjectedKeyLedger& ledger_;
