@@ -242,6 +242,16 @@ TEST_F(JavaScriptRunnerClockTest, AWaitingScriptTimesOutWithoutReachingAHelper) 
     EXPECT_EQ(runner.freeSlots(), 4u);
 }
 
+TEST_F(JavaScriptRunnerClockTest, AQuietMinuteStopsTheIdleHelpersAndTheNextScriptStillRuns) {
+    EXPECT_EQ(describe(start("return 1").get()), "output: 1");
+    EXPECT_GE(runner.idleHelpers(), 1u);
+
+    clock.advance(60s);
+
+    EXPECT_EQ(runner.idleHelpers(), 0u);
+    EXPECT_EQ(describe(start("return 2").get()), "output: 2");
+}
+
 TEST(JavaScriptRunnerRealClock, AShortBudgetEndsARunawayScript) {
     JavaScriptRunnerOptions options = helperOptions();
     options.maxExecutionTime = 0.2;
