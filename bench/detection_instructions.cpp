@@ -1,13 +1,15 @@
 // Counts the work of one keystroke in instructions, which unlike time repeats exactly from run
 // to run. Run under callgrind, collecting only inside the detector's entry point:
 //
-//   valgrind --tool=callgrind --toggle-collect='*AbbreviationDetector*processTypedText*' \
+//   valgrind --tool=callgrind --toggle-collect='*AbbreviationDetector*processTypedText*'
 //       build/<dir>/bench/detection_instructions 10000 [nothing|expand]
+//
+// (one command line)
 //
 // and divide the "Collected" instruction count by the keystrokes this program reports. Mode
 // "final" types prose, a space and an abbreviation, and times only the key that completes it:
 //
-//   valgrind --tool=callgrind --toggle-collect='*typeFinalKey*' \
+//   valgrind --tool=callgrind --toggle-collect='*typeFinalKey*'
 //       build/<dir>/bench/detection_instructions 10000 final
 
 #include <cstdlib>

@@ -5,6 +5,11 @@ namespace {
 
 constexpr std::size_t maxRememberedInvalidPatterns = 256;
 
+// A pattern that backtracks catastrophically ("(a*)*b") must not freeze typing: ICU gives up
+// after this many steps of its engine (a few milliseconds) and the pattern counts as not
+// matching.
+constexpr int32_t matchTimeLimit = 5;
+
 std::unique_ptr<icu::RegexPattern> compilePattern(std::string_view pattern, bool caseInsensitive) {
     UErrorCode status = U_ZERO_ERROR;
     UParseError parseError;
@@ -110,6 +115,9 @@ std::optional<RegexMatch> RegexCache::matchAtEnd(const RegexCacheKeyView& key,
     UErrorCode status = U_ZERO_ERROR;
     if (!entry->matcher) {
         entry->matcher.reset(entry->pair.anchored->matcher(status));
+        if (entry->matcher) {
+            entry->matcher->setTimeLimit(matchTimeLimit, status);
+        }
         if (U_FAILURE(status) || !entry->matcher) {
             entry->matcher.reset();
             return std::nullopt;

@@ -12,37 +12,32 @@ namespace wordloom {
 /// copying the record.
 using SnippetRef = std::shared_ptr<const Snippet>;
 
-/// The snippets filed under one key, in library order. Shared and immutable: a lookup returns
-/// it with one reference-count increment, and an insertion replaces the whole list.
+/// The snippets filed under one key, in library order: a view into a list the index shares
+/// with every bucket handed out, so a lookup costs one reference-count increment and the
+/// snippets stay valid after the index has been replaced.
 class SnippetBucket {
   public:
     using List = std::vector<SnippetRef>;
 
     SnippetBucket() = default;
-    explicit SnippetBucket(std::shared_ptr<const List> list) : list_(std::move(list)) {}
+    /// `count` snippets of `list` from `offset` on.
+    SnippetBucket(std::shared_ptr<const List> list, std::size_t offset, std::size_t count)
+        : list_(std::move(list)),
+          first_(list_ ? list_->data() + offset : nullptr),
+          count_(list_ ? count : 0) {}
 
-    bool empty() const { return !list_ || list_->empty(); }
-    std::size_t size() const { return list_ ? list_->size() : 0; }
-    const Snippet& operator[](std::size_t index) const { return *(*list_)[index]; }
-    const SnippetRef& ref(std::size_t index) const { return (*list_)[index]; }
+    bool empty() const { return count_ == 0; }
+    std::size_t size() const { return count_; }
+    const Snippet& operator[](std::size_t index) const { return *first_[index]; }
+    const SnippetRef& ref(std::size_t index) const { return first_[index]; }
 
-    List::const_iterator begin() const { return list_ ? list_->begin() : emptyList().begin(); }
-    List::const_iterator end() const { return list_ ? list_->end() : emptyList().end(); }
-
-    /// A new bucket holding this one's snippets followed by `snippet`.
-    SnippetBucket appending(SnippetRef snippet) const {
-        auto list = list_ ? std::make_shared<List>(*list_) : std::make_shared<List>();
-        list->push_back(std::move(snippet));
-        return SnippetBucket(std::move(list));
-    }
+    const SnippetRef* begin() const { return first_; }
+    const SnippetRef* end() const { return first_ + count_; }
 
   private:
-    static const List& emptyList() {
-        static const List empty;
-        return empty;
-    }
-
     std::shared_ptr<const List> list_;
+    const SnippetRef* first_ = nullptr;
+    std::size_t count_ = 0;
 };
 
 }  // namespace wordloom

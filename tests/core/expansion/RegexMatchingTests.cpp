@@ -5,7 +5,7 @@
 #include "core/base/Text.h"
 #include "core/expansion/RegexBucket.h"
 #include "core/expansion/RegexCache.h"
-#include "core/expansion/RegexCharacterHint.h"
+#include "core/expansion/RegexTail.h"
 
 namespace wordloom {
 namespace {
@@ -40,6 +40,13 @@ TEST(RegexCache, PatternsThatDoNotCompileNeverMatchAndAreNotCached) {
     EXPECT_EQ(cache.size(), 0U);
 }
 
+TEST(RegexCache, GivesUpOnCatastrophicBacktrackingInsteadOfFreezingTheKeyboard) {
+    RegexCache cache;
+    // Exponential in the number of a's for a backtracking engine; the step limit ends it.
+    EXPECT_FALSE(cache.matchAtEndOfUtf8({"(a*)*b", false}, std::string(60, 'a') + "c"));
+    EXPECT_TRUE(cache.matchAtEndOfUtf8({"(a*)*b", false}, "aab"));
+}
+
 TEST(RegexCache, EvictsTheLeastRecentlyUsedBeyondCapacity) {
     RegexCache cache(256);
     for (int i = 0; i < 256; ++i) {
@@ -54,62 +61,44 @@ TEST(RegexCache, EvictsTheLeastRecentlyUsedBeyondCapacity) {
     EXPECT_EQ(cache.keysInOrder().back().pattern, "p256");
 }
 
-TEST(RegexCharacterHint, ReadsTheFinalAtomOrGivesUp) {
-    using Kind = RegexCharacterHint::Kind;
-    const std::vector<std::pair<std::string, RegexCharacterHint>> cases{
-        {";d(\\d+)kg", {Kind::literal, 'g'}},
-        {"Total$", {Kind::literal, 'l'}},
-        {"x\\d+", {Kind::digit, 0}},
-        {"#\\w", {Kind::word, 0}},
-        {"a\\.", {Kind::literal, '.'}},
-        {"ab+", {Kind::literal, 'b'}},
-        {"ab*", {}},
-        {"ab?", {}},
-        {"a|b", {}},
-        {"[ab]", {}},
-        {"(ab)", {Kind::literal, 'b'}},
-        {"(ab)+", {Kind::literal, 'b'}},
-        {"x(\\d+)+", {Kind::digit, 0}},
-        {"(a)*", {}},
-        {"a()", {}},
-        {"\\(a\\)", {Kind::literal, ')'}},
-        {"a{2}", {}},
-        {"a\\\\", {Kind::literal, '\\'}},
-        {"a\\b", {}},
-        {"(?i)ab", {}},
-        {"\\Qa.b\\E", {}},
-        {"\u00E9", {}},
-        {"a.", {}},
-        {"", {}},
-        {"a\\$", {Kind::literal, '$'}},
-    };
-    for (const auto& [pattern, expected] : cases) {
-        EXPECT_EQ(RegexCharacterHint::lastCharacter(pattern), expected) << pattern;
-    }
+RegexTail tail(std::string literal, RegexCharacterSet run = {}, std::uint32_t min = 0,
+               std::uint32_t max = 0) {
+    return {true, run, min, max, std::move(literal)};
 }
 
-TEST(RegexCharacterHint, ReadsTheFirstAtomOrGivesUp) {
-    using Kind = RegexCharacterHint::Kind;
-    const std::vector<std::pair<std::string, RegexCharacterHint>> cases{
-        {";d(\\d+)", {Kind::literal, ';'}},
-        {"(\\d+)kg", {Kind::digit, 0}},
-        {"((Ab))c", {Kind::literal, 'a'}},
-        {"\\w+x", {Kind::word, 0}},
-        {"\\.x", {Kind::literal, '.'}},
-        {"a?b", {}},
-        {"a*b", {}},
-        {"a{0,2}b", {}},
-        {"(ab)?c", {}},
-        {"(a[)]b)c", {Kind::literal, 'a'}},
-        {"[ab]c", {}},
-        {"^ab", {}},
-        {"\\bab", {}},
-        {".b", {}},
-        {"a|b", {}},
-        {"(?i)ab", {}},
+RegexCharacterSet digitSet() {
+    RegexCharacterSet set;
+    set.addRange('0', '9');
+    set.nonAscii = true;
+    return set;
+}
+
+TEST(RegexTail, ReadsTheRunAndTheLiteralBeforeIt) {
+    constexpr auto many = RegexTail::unbounded;
+    RegexCharacterSet zeroToNine;
+    zeroToNine.addRange('0', '9');
+    const std::vector<std::pair<std::string, RegexTail>> cases{
+        {";d(\\d+)", tail(";d", digitSet(), 1, many)},
+        {";D(\\d+)kg", tail("kg")},  // the literal is lower-cased; the digits lie before it
+        {"(?:;t)\\d{2}[0-9]?$", tail(";t", digitSet(), 2, 3)},
+        {"\\bx[0-9]{1,2}+", tail("x", zeroToNine, 1, 2)},
+        {"#(\\w+)#", tail("#")},
+        {"a\\.\\$", tail("a.$")},
+        {"(ab)+c", tail("c")},    // a repeated group stops the reading
+        {"(a|b)c", tail("c")},    // so does one with alternatives
+        {"x(?=y)z", tail("xz")},  // assertions are dropped
+        {"x\u00E9", tail("")},    // a non-ASCII character may fold to several
+        {"x.*", tail("x", RegexCharacterSet::everything(), 0, many)},
+        {"[^a]b", tail("b")},
+        {"ab?", tail("a", RegexCharacterSet::single('b'), 0, 1)},
+        {"", tail("")},
     };
     for (const auto& [pattern, expected] : cases) {
-        EXPECT_EQ(RegexCharacterHint::firstCharacter(pattern), expected) << pattern;
+        EXPECT_EQ(RegexTail::of(pattern), expected) << pattern;
+    }
+    // Patterns whose end cannot be read at all may match anything.
+    for (const std::string pattern : {"a|b", "(?i)ab", "\\Qa.b\\E", "a**", "x{2", "[ab", "(a"}) {
+        EXPECT_FALSE(RegexTail::of(pattern).known) << pattern;
     }
 }
 
@@ -126,14 +115,14 @@ TEST(RegexBucket, NeverSkipsAPatternThatMatches) {
         "\u00C9T\u00C9", "ab\n",   "x",     "abab", "x12",     "aa",      "(a)",     "12kg",
         "\u0663kg",      "xabc",   "b",     "c",    "..x",     "\u00C5bc"};
     std::vector<SnippetRef> snippets;
-    std::vector<RegexHints> hints;
+    std::vector<RegexTail> tails;
     for (const auto& pattern : patterns) {
         Snippet snippet;
         snippet.abbreviation = pattern;
         snippets.push_back(std::make_shared<const Snippet>(snippet));
-        hints.push_back(RegexHints::of(pattern));
+        tails.push_back(RegexTail::of(pattern));
     }
-    const RegexBucket bucket(snippets, hints);
+    const RegexBucket bucket(snippets, tails);
     RegexCache cache;
     std::vector<std::uint32_t> candidates;
     for (const auto& text : texts) {

@@ -103,6 +103,29 @@ TEST_F(SnippetCacheTest, LookupsKeepLibraryOrderAndCountHitsAndMisses) {
     EXPECT_EQ(ids(cache.exactLookup("SIG")), std::vector<Uuid>{d.id});
 }
 
+TEST_F(SnippetCacheTest, BucketsHandedOutOutliveAdditionsAndRebuilds) {
+    const auto a = makeSnippet("Caf\u00C9");
+    const auto b = makeSnippet("caf\u00E9");
+    const auto c = makeSnippet(";x");
+    rebuildNow(cache, executor, {a, b, c});
+    const auto folded = cache.lowercaseLookup("caf\u00E9");
+    const auto exact = cache.exactLookup(";x");
+
+    const auto d = makeSnippet("caf\u00E9");
+    cache.add(d);
+    cache.add(makeSnippet(";xy"));
+    EXPECT_EQ(ids(cache.exactLookup("caf\u00E9")), (std::vector<Uuid>{b.id, d.id}));
+    EXPECT_EQ(ids(cache.exactLookup("Caf\u00C9")), std::vector<Uuid>{a.id});
+    EXPECT_EQ(cache.prefixLookup(";X").size(), 2U);
+
+    rebuildNow(cache, executor, {});
+    EXPECT_TRUE(cache.prefixLookup("caf").empty());
+    // What the detector still holds stays as it was when looked up.
+    EXPECT_EQ(ids(folded), (std::vector<Uuid>{a.id, b.id}));
+    ASSERT_EQ(exact.size(), 1U);
+    EXPECT_EQ(exact[0].abbreviation, ";x");
+}
+
 TEST_F(SnippetCacheTest, RegexSnippetsAreOnlyInTheApplicationBucket) {
     auto everywhere = makeRegexSnippet(";d\\d+");
     auto onlyEditor = makeRegexSnippet(";e\\d+");
