@@ -288,7 +288,12 @@ def main():
                            stdout=subprocess.DEVNULL)
         supervisor = start(desktop, options, library)
         typist = desktop.typist()
+        time.sleep(2)
+        started = wordloom_processes(supervisor.pid)
+        cpu_before = sum(cpu_seconds(pid) for _, pid in started)
         latencies, sent_times = measure_latency(desktop, options, typist, expansion)
+        time.sleep(2)  # the library's save after the last use
+        cpu_during = sum(cpu_seconds(pid) for _, pid in started) - cpu_before
 
         time.sleep(2)
         processes = wordloom_processes(supervisor.pid)
@@ -307,6 +312,8 @@ def main():
         for stage, delays in stage_delays(log_text, sent_times):
             print("  %-32s median %7.1f ms after the key (min %.1f, max %.1f, %d samples)"
                   % (stage, statistics.median(delays), min(delays), max(delays), len(delays)))
+    print("CPU used by Wordloom per expansion (typing, insertion, and the library's work after "
+          "each use): %.1f ms" % (1000 * cpu_during / len(latencies)))
     print("idle CPU over %.0f s: %.3f%% of one core" % (options.idle,
                                                         100 * (after - before) / options.idle))
     report_memory("2 s after the last expansion", busy_memory, options)

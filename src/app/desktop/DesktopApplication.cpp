@@ -178,9 +178,14 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
         });
 
     const auto libraryChanged = [&] {
+        trimmer.schedule();
+        if (library.isRecordingUse()) {
+            // Every expansion counts a use; rebuilding the detection index for it would copy
+            // and index the whole library each time (tens of milliseconds at 10,000 snippets).
+            return;
+        }
         cache.rebuild(snippetStore.snippets());
         detector.prewarmRegexes(snippetStore.snippets());
-        trimmer.schedule();
     };
     const auto snippetSubscription = snippetStore.observeChanges(libraryChanged);
     const auto settingsChanged = [&] {

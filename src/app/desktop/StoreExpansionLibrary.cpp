@@ -14,6 +14,17 @@ std::optional<Snippet> StoreExpansionLibrary::snippetWithAbbreviation(
     return std::nullopt;
 }
 
+void StoreExpansionLibrary::recordUse(const Uuid& snippetId) {
+    recordingUse_ = true;
+    try {
+        snippets_.recordUse(snippetId);
+    } catch (...) {
+        recordingUse_ = false;
+        throw;
+    }
+    recordingUse_ = false;
+}
+
 std::optional<Bytes> StoreExpansionLibrary::imageData(const Snippet& snippet) {
     if (snippet.imageData) {
         return snippet.imageData;

@@ -13,12 +13,17 @@ class StoreExpansionLibrary final : public ExpansionLibrary {
         : snippets_(snippets), images_(images) {}
 
     std::optional<Snippet> snippetWithAbbreviation(const std::string& abbreviation) override;
-    void recordUse(const Uuid& snippetId) override { snippets_.recordUse(snippetId); }
+    void recordUse(const Uuid& snippetId) override;
     std::optional<Bytes> imageData(const Snippet& snippet) override;
+
+    /// True while the store announces a use this library recorded: only the use count and
+    /// date changed, which nothing that detects or expands snippets reads.
+    bool isRecordingUse() const { return recordingUse_; }
 
   private:
     SnippetStore& snippets_;
     SnippetImageStore& images_;
+    bool recordingUse_ = false;
 };
 
 }  // namespace wordloom
