@@ -6,7 +6,8 @@
 //   build/<dir>/bench/macros_instructions
 //
 // and divide the "Collected" instruction count by the repetitions this program reports. Both run
-// after one warm-up evaluation, as they do in the benchmarks.
+// after one warm-up evaluation, as they do in the benchmarks. A second argument "moving" moves the
+// clock a quarter of a second before each repetition.
 #include <cstdlib>
 #include <iostream>
 
@@ -31,6 +32,7 @@ namespace {
 int main(int argc, char** argv) {
     using namespace wordloom;
     const int repetitions = argc > 1 ? std::atoi(argv[1]) : 100;
+    const bool moving = argc > 2 && std::string(argv[2]) == "moving";
     bench::pinIcuDefaults();
     const std::string content = bench::sampleContent();
     bench::SettableClock clock;
@@ -40,6 +42,9 @@ int main(int argc, char** argv) {
 
     std::size_t checksum = 0;
     for (int i = 0; i < repetitions; ++i) {
+        if (moving) {
+            clock.advance(std::chrono::milliseconds(250));
+        }
         checksum += parseOnce(content);
         checksum += evaluateOnce(evaluator, content, context);
     }
