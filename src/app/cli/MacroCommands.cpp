@@ -48,6 +48,8 @@ class OnDemandScriptRunner final : public JavaScriptExecuting {
             options.helperPath = JavaScriptRunner::defaultHelperPath();
             options.keepSpareHelper = false;
             options.idleHelpers = 1;
+            // One command runs a script or two: a zygote would cost a process and save nothing.
+            options.useZygote = false;
             runner_ = std::make_unique<JavaScriptRunner>(options);
         });
         return runner_->execute(script, context, clipboardContents);
