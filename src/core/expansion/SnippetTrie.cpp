@@ -45,6 +45,21 @@ void SnippetTrie::build(const std::vector<Entry>& entries) {
 
 void SnippetTrie::buildChildren(NodeIndex node, const std::vector<Entry>& entries,
                                 std::size_t begin, std::size_t end, std::size_t depth) {
+    if (end - begin == 1) {
+        // Most keys end in a tail of their own: lay it out as a chain, without the search for
+        // children.
+        const auto key = entries[begin].key;
+        auto current = node;
+        for (auto d = depth; d < key.size(); ++d) {
+            const auto next = static_cast<NodeIndex>(nodes_.size());
+            nodes_[current].firstChild = next;
+            nodes_[current].childCount = 1;
+            nodes_.push_back(Node{0, noValue, 0, static_cast<unsigned char>(key[d])});
+            current = next;
+        }
+        nodes_[current].value = entries[begin].value;
+        return;
+    }
     auto i = begin;
     // Sorted keys put the one that ends here first.
     if (i < end && entries[i].key.size() == depth) {
