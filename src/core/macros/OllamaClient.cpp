@@ -1,28 +1,24 @@
 #include "core/macros/OllamaClient.h"
 
 #include <arpa/inet.h>
-#include <curl/curl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <memory>
-#include <mutex>
 
 #include "core/macros/AIServiceError.h"
+#include "core/macros/CurlLibrary.h"
 
 namespace wordloom {
 namespace {
 
-void initialiseCurlOnce() {
-    static std::once_flag once;
-    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-}
-
 struct EasyDeleter {
-    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    const CurlLibrary* curl;
+    void operator()(CURL* handle) const { curl->easyCleanup(handle); }
 };
 struct ListDeleter {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+    const CurlLibrary* curl;
+    void operator()(curl_slist* list) const { curl->slistFreeAll(list); }
 };
 
 // Caps what a misbehaving local server can make us hold.
@@ -70,55 +66,54 @@ curl_socket_t openSocket(void* exchange, curlsocktype, curl_sockaddr* address) {
 
 }  // namespace
 
-OllamaClient::OllamaClient(OllamaClientOptions options) : options_(std::move(options)) {
-    initialiseCurlOnce();
-}
+OllamaClient::OllamaClient(OllamaClientOptions options) : options_(std::move(options)) {}
 
 std::string OllamaClient::generate(const OllamaEndpoint& endpoint,
                                    const OllamaGenerateRequest& request) const {
-    std::unique_ptr<CURL, EasyDeleter> handle(curl_easy_init());
+    const CurlLibrary& lib = CurlLibrary::get();
+    std::unique_ptr<CURL, EasyDeleter> handle(lib.easyInit(), EasyDeleter{&lib});
     if (!handle) {
         throw AIServiceError::ollamaConnectionFailed("cannot create an HTTP request");
     }
     CURL* curl = handle.get();
     const std::string body = request.toJSON();
     std::unique_ptr<curl_slist, ListDeleter> headers(
-        curl_slist_append(nullptr, "Content-Type: application/json"));
+        lib.slistAppend(nullptr, "Content-Type: application/json"), ListDeleter{&lib});
     Exchange exchange{&options_, {}};
     char errorText[CURL_ERROR_SIZE] = {};
 
-    curl_easy_setopt(curl, CURLOPT_URL, endpoint.generateURL.c_str());
-    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
-    curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");
-    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl, CURLOPT_POST, 1L);
-    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(options_.totalTimeout.count()));
-    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS,
-                     static_cast<long>(options_.totalTimeout.count()));
+    lib.easySetopt(curl, CURLOPT_URL, endpoint.generateURL.c_str());
+    lib.easySetopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+    lib.easySetopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
+    lib.easySetopt(curl, CURLOPT_NOPROXY, "*");
+    lib.easySetopt(curl, CURLOPT_NOSIGNAL, 1L);
+    lib.easySetopt(curl, CURLOPT_POST, 1L);
+    lib.easySetopt(curl, CURLOPT_HTTPHEADER, headers.get());
+    lib.easySetopt(curl, CURLOPT_POSTFIELDS, body.c_str());
+    lib.easySetopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    lib.easySetopt(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(options_.totalTimeout.count()));
+    lib.easySetopt(curl, CURLOPT_CONNECTTIMEOUT_MS,
+                   static_cast<long>(options_.totalTimeout.count()));
     // "Silent for idleTimeout" = fewer than 1 byte per second for that long.
-    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME,
-                     std::max(1L, static_cast<long>(options_.idleTimeout.count() / 1000)));
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collect);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &exchange);
-    curl_easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, openSocket);
-    curl_easy_setopt(curl, CURLOPT_OPENSOCKETDATA, &exchange);
-    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorText);
+    lib.easySetopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    lib.easySetopt(curl, CURLOPT_LOW_SPEED_TIME,
+                   std::max(1L, static_cast<long>(options_.idleTimeout.count() / 1000)));
+    lib.easySetopt(curl, CURLOPT_WRITEFUNCTION, collect);
+    lib.easySetopt(curl, CURLOPT_WRITEDATA, &exchange);
+    lib.easySetopt(curl, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+    lib.easySetopt(curl, CURLOPT_OPENSOCKETDATA, &exchange);
+    lib.easySetopt(curl, CURLOPT_ERRORBUFFER, errorText);
 
-    const CURLcode code = curl_easy_perform(curl);
+    const CURLcode code = lib.easyPerform(curl);
     if (code != CURLE_OK) {
         if (exchange.tooLarge) {
             throw AIServiceError::ollamaConnectionFailed("the response is larger than 16 MB");
         }
-        const std::string reason = errorText[0] != '\0' ? errorText : curl_easy_strerror(code);
+        const std::string reason = errorText[0] != '\0' ? errorText : lib.easyStrerror(code);
         throw AIServiceError::ollamaConnectionFailed(reason);
     }
     long status = 0;
-    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+    lib.easyGetinfo(curl, CURLINFO_RESPONSE_CODE, &status);
     if (status < 200 || status > 299) {
         throw AIServiceError::ollamaHTTPError(status, exchange.body);
     }

@@ -18,9 +18,9 @@ struct OllamaClientOptions {
     std::function<void()> onSocketOpen;
 };
 
-/// POSTs to a local Ollama's api/generate over libcurl, and to nothing else: no proxy, no
-/// redirects, http(s) only, and a socket is opened only to a loopback address even when a name
-/// like "localhost" resolves otherwise.
+/// POSTs to a local Ollama's api/generate over libcurl (loaded on first use), and to nothing else:
+/// no proxy, no redirects, http(s) only, and a socket is opened only to a loopback address even
+/// when a name like "localhost" resolves otherwise.
 class OllamaClient {
   public:
     explicit OllamaClient(OllamaClientOptions options = {});
