@@ -106,7 +106,14 @@ struct SnippetStore::Impl {
     std::uint64_t replacementGeneration = 0;
     std::set<Uuid> preHydrationSnippetIds;
     std::set<Uuid> preHydrationGroupIds;
-    std::vector<Snippet> lastPersistableSnippets;
+    // What the last save was handed, shared rather than copied: while the live list still
+    // equals it nothing extra is held; the first change after a handover keeps the in-flight
+    // save's snapshot alive, or copies the list once if that save has already finished.
+    using SnippetList = std::vector<Snippet>;
+    std::uint64_t snippetGeneration = 0;
+    std::optional<std::uint64_t> handedOverGeneration;
+    std::shared_ptr<const SnippetList> handedOver;
+    std::weak_ptr<const SnippetList> snapshotInFlight;
     bool dirty = false;
     std::size_t savesInFlight = 0;
     DebouncedAction saveTask;
@@ -124,6 +131,33 @@ struct SnippetStore::Impl {
         return it == groups.end() ? nullptr : &*it;
     }
 
+    // Call before every change to `snippets`, and bump `snippetGeneration` after it.
+    void willChangeSnippets() {
+        if (handedOverGeneration != snippetGeneration || handedOver) {
+            return;
+        }
+        handedOver = snapshotInFlight.lock();
+        if (!handedOver) {
+            handedOver = std::make_shared<const SnippetList>(snippets);
+        }
+    }
+
+    std::shared_ptr<const SnippetList> handOverSnippets() {
+        auto snapshot = std::make_shared<const SnippetList>(snippets);
+        handedOverGeneration = snippetGeneration;
+        handedOver.reset();
+        snapshotInFlight = snapshot;
+        return snapshot;
+    }
+
+    const SnippetList& lastPersistable() const {
+        static const SnippetList nothingYet;
+        if (!handedOverGeneration) {
+            return nothingYet;
+        }
+        return *handedOverGeneration == snippetGeneration || !handedOver ? snippets : *handedOver;
+    }
+
     void markDirty() {
         dirty = true;
         saveTask.schedule();
@@ -131,6 +165,7 @@ struct SnippetStore::Impl {
 
     void snippetsChanged(std::initializer_list<Uuid> ids) { snippetsChanged(std::vector(ids)); }
     void snippetsChanged(const std::vector<Uuid>& ids) {
+        ++snippetGeneration;
         if (!isHydrated) {
             preHydrationSnippetIds.insert(ids.begin(), ids.end());
             ++preHydrationMutationGeneration;
@@ -189,15 +224,14 @@ struct SnippetStore::Impl {
         }
         dirty = false;
         const auto ticket = persistence.beginSave();
-        lastPersistableSnippets = snippets;
         ++savesInFlight;
         std::weak_ptr<bool> weakAlive = alive;
         executor.runInBackground([this, &files = persistence, &queue = executor, weakAlive, ticket,
-                                  snippetsSnapshot = snippets, groupsSnapshot = groups] {
+                                  snippetsSnapshot = handOverSnippets(), groupsSnapshot = groups] {
             std::optional<std::string> snippetFailure;
             std::optional<std::string> groupFailure;
             try {
-                files.saveSnippets(snippetsSnapshot, ticket);
+                files.saveSnippets(*snippetsSnapshot, ticket);
             } catch (const std::exception& error) {
                 snippetFailure = error.what();
             }
@@ -237,7 +271,11 @@ struct SnippetStore::Impl {
             logger.error("Failed to load snippets: " + *result.snippetFailure);
         } else {
             overlay(result.snippets, snippets, preHydrationSnippetIds);
+            willChangeSnippets();
             snippets = std::move(result.snippets);
+            // The decoder grew the list by doubling; the library lives for the whole session.
+            snippets.shrink_to_fit();
+            ++snippetGeneration;
             if (result.groupFailure) {
                 lastError =
                     "Snippets loaded, but groups could not be read: " + *result.groupFailure;
@@ -289,6 +327,7 @@ struct SnippetStore::Impl {
         auto seed = DateTimeSeed::make(executor.now());
         groups.push_back(seed.group);
         std::vector<Uuid> ids;
+        willChangeSnippets();
         for (auto& snippet : seed.snippets) {
             ids.push_back(snippet.id);
             snippets.push_back(std::move(snippet));
@@ -302,7 +341,9 @@ struct SnippetStore::Impl {
         saveTask.cancel();
         dirty = false;
         const auto ticket = persistence.beginSave();
-        lastPersistableSnippets = snippets;
+        handedOverGeneration = snippetGeneration;
+        handedOver.reset();
+        snapshotInFlight.reset();
         try {
             persistence.saveSnippets(snippets, ticket);
         } catch (const std::exception& error) {
@@ -375,7 +416,7 @@ const std::vector<SnippetGroup>& SnippetStore::groups() const {
     return impl_->groups;
 }
 const std::vector<Snippet>& SnippetStore::lastPersistableSnippets() const {
-    return impl_->lastPersistableSnippets;
+    return impl_->lastPersistable();
 }
 
 const Snippet* SnippetStore::snippet(const Uuid& id) const {
@@ -443,6 +484,7 @@ void SnippetStore::add(Snippet snippet) {
     }
     impl_->storeImage(snippet);
     const auto id = snippet.id;
+    impl_->willChangeSnippets();
     impl_->snippets.push_back(std::move(snippet));
     impl_->snippetsChanged({id});
 }
@@ -462,12 +504,14 @@ void SnippetStore::update(Snippet snippet) {
     }
     snippet.modifiedAt = impl.executor.now();
     impl.storeImage(snippet);
+    impl.willChangeSnippets();
     *current = std::move(snippet);
     impl.snippetsChanged({current->id});
 }
 
 void SnippetStore::softDelete(const Uuid& id) {
     if (auto* s = impl_->find(id); s && !s->isDeleted()) {
+        impl_->willChangeSnippets();
         s->deletedAt = impl_->executor.now();
         impl_->snippetsChanged({id});
     }
@@ -475,6 +519,7 @@ void SnippetStore::softDelete(const Uuid& id) {
 
 void SnippetStore::restore(const Uuid& id) {
     if (auto* s = impl_->find(id); s && s->isDeleted()) {
+        impl_->willChangeSnippets();
         s->deletedAt.reset();
         impl_->snippetsChanged({id});
     }
@@ -488,6 +533,7 @@ void SnippetStore::deletePermanently(const Uuid& id) {
     }
     impl.removeImage(*s);
     impl.versions.deleteAllVersions(id);
+    impl.willChangeSnippets();
     std::erase_if(impl.snippets, [&](const Snippet& x) { return x.id == id; });
     impl.snippetsChanged({id});
 }
@@ -505,6 +551,7 @@ void SnippetStore::emptyRecentlyDeleted() {
     if (removed.empty()) {
         return;
     }
+    impl.willChangeSnippets();
     std::erase_if(impl.snippets, [](const Snippet& s) { return s.isDeleted(); });
     impl.snippetsChanged(removed);
 }
@@ -536,6 +583,7 @@ Snippet SnippetStore::duplicate(const Uuid& id) {
         copy.imageFileName = SnippetImageStore::fileName(copy.id);
         copy.imageData.reset();
     }
+    impl.willChangeSnippets();
     impl.snippets.push_back(copy);
     impl.snippetsChanged({copy.id});
     return copy;
@@ -543,6 +591,7 @@ Snippet SnippetStore::duplicate(const Uuid& id) {
 
 void SnippetStore::moveToGroup(const Uuid& snippetId, std::optional<Uuid> groupId) {
     if (auto* s = impl_->find(snippetId)) {
+        impl_->willChangeSnippets();
         s->groupId = groupId;
         s->modifiedAt = impl_->executor.now();
         impl_->snippetsChanged({snippetId});
@@ -584,6 +633,7 @@ void SnippetStore::deleteGroup(const Uuid& id) {
     std::vector<Uuid> movedSnippets;
     for (auto& s : impl.snippets) {
         if (s.groupId == id) {
+            impl.willChangeSnippets();
             s.groupId.reset();
             movedSnippets.push_back(s.id);
         }
@@ -606,7 +656,9 @@ void SnippetStore::replaceAll(std::vector<Snippet> snippets, std::vector<Snippet
     ++impl.replacementGeneration;
     impl.preHydrationSnippetIds.clear();
     impl.preHydrationGroupIds.clear();
+    impl.willChangeSnippets();
     impl.snippets = std::move(snippets);
+    ++impl.snippetGeneration;
     impl.groups = std::move(groups);
     impl.loadFailed = false;  // the replacement is a whole library of its own
     impl.markDirty();
@@ -615,6 +667,7 @@ void SnippetStore::replaceAll(std::vector<Snippet> snippets, std::vector<Snippet
 
 void SnippetStore::recordUse(const Uuid& id) {
     if (auto* s = impl_->find(id)) {
+        impl_->willChangeSnippets();
         ++s->useCount;
         s->lastUsedAt = impl_->executor.now();
         impl_->snippetsChanged({id});
@@ -628,6 +681,7 @@ void SnippetStore::restoreVersion(const SnippetVersion& version) {
         throw std::invalid_argument("The snippet of this version no longer exists.");
     }
     impl.versions.saveVersion(SnippetVersion::capture(*s, impl.executor.now(), "Before restore"));
+    impl.willChangeSnippets();
     version.applyTo(*s);
     s->modifiedAt = impl.executor.now();
     impl.snippetsChanged({s->id});

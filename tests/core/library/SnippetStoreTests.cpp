@@ -54,6 +54,54 @@ TEST_F(SnippetStoreTest, ABurstOfChangesIsWrittenOnceAfterTheQuietPeriod) {
     EXPECT_EQ(snippets->lastPersistableSnippets().size(), 10u);
 }
 
+TEST_F(SnippetStoreTest, TheLastHandedOverListStaysAsSavedUntilTheNextSave) {
+    skipSeeding();
+    EXPECT_TRUE(snippets->lastPersistableSnippets().empty());
+    hydrate();
+    const auto kept = makeSnippet(";kept");
+    const auto removed = makeSnippet(";removed");
+    snippets->add(kept);
+    snippets->add(removed);
+    settle();
+    ASSERT_EQ(snippets->lastPersistableSnippets().size(), 2u);
+
+    // Changes after the save leave the handed-over state alone.
+    snippets->recordUse(kept.id);
+    snippets->deletePermanently(removed.id);
+    snippets->add(makeSnippet(";added"));
+    const auto& handedOver = snippets->lastPersistableSnippets();
+    ASSERT_EQ(handedOver.size(), 2u);
+    EXPECT_EQ(handedOver[0].useCount, 0);
+    EXPECT_EQ(handedOver[1].abbreviation, ";removed");
+    EXPECT_EQ(snippets->snippet(kept.id)->useCount, 1);
+
+    settle();
+    EXPECT_EQ(snippets->lastPersistableSnippets(), snippets->snippets());
+    EXPECT_EQ(snippets->lastPersistableSnippets()[0].useCount, 1);
+
+    snippets->update([&] {
+        auto edited = *snippets->snippet(kept.id);
+        edited.content = "edited";
+        return edited;
+    }());
+    EXPECT_NE(snippets->lastPersistableSnippets()[0].content, "edited");
+    snippets->flush();
+    EXPECT_EQ(snippets->lastPersistableSnippets()[0].content, "edited");
+}
+
+TEST_F(SnippetStoreTest, AReplacedLibraryIsHandedOverWholeAndTheOldOneKeptUntilThen) {
+    skipSeeding();
+    hydrate();
+    snippets->add(makeSnippet(";old"));
+    settle();
+    snippets->replaceAll({makeSnippet(";new1"), makeSnippet(";new2")}, {});
+    ASSERT_EQ(snippets->lastPersistableSnippets().size(), 1u);
+    EXPECT_EQ(snippets->lastPersistableSnippets()[0].abbreviation, ";old");
+    settle();
+    ASSERT_EQ(snippets->lastPersistableSnippets().size(), 2u);
+    EXPECT_EQ(persistence->loadSnippets().size(), 2u);
+}
+
 TEST_F(SnippetStoreTest, AChangeMadeWhileLoadingSurvivesTheLoadAndIsSaved) {
     skipSeeding();
     const auto existing = makeSnippet(";disk");
