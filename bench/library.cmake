@@ -1,1 +1,2 @@
 wordloom_benchmark(library_bench library_bench.cpp DEPS wordloom_library)
+wordloom_benchmark(library_footprint library_footprint.cpp DEPS wordloom_library)
