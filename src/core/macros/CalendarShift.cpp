@@ -16,8 +16,11 @@ namespace {
 
 constexpr double millisecondsPerDay = 86'400'000;
 
-// Beyond a few hundred thousand years system_clock itself overflows.
-constexpr double reachableMilliseconds = 8.0e15;
+// A timestamp counts nanoseconds, which reach about 292 years either side of 1970.
+constexpr double reachableMilliseconds =
+    static_cast<double>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                            std::chrono::system_clock::duration::max())
+                            .count());
 
 icu::Calendar* calendar() {
     // A calendar per thread: creating one costs more than the whole evaluation of a snippet.

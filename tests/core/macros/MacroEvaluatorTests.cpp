@@ -136,6 +136,9 @@ TEST_F(MacroEvaluatorTest, DatesUseTheCalendarAndCachedFormats) {
     EXPECT_THAT(expand("{{time}}"), HasSubstr("9:30"));
     EXPECT_THAT(expand("{{time:HH:mm:ss}}"), "09:30:00");
 
+    // Beyond what a timestamp holds (about the year 2262).
+    EXPECT_EQ(expand("{{date+300y}}|{{date-831781m}}"),
+              "[invalid date offset]|[invalid date offset]");
     auto bad = evaluate("{{date+3000000000d}}");
     EXPECT_EQ(bad.expandedContent, "[invalid date offset]");
     EXPECT_EQ(bad.macroErrors, std::vector<std::string>{"[invalid date offset]"});
