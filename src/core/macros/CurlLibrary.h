@@ -27,6 +27,10 @@ struct CurlLibrary {
     /// lacks a call; a later call tries again, so installing it fixes the next request.
     static const CurlLibrary& get();
 
+    /// Opens `soname` and resolves the calls, with the errors get() throws. get() loads
+    /// libcurl.so.4 this way once.
+    static CurlLibrary load(const char* soname);
+
     /// Whether libcurl is mapped into this process, without loading it.
     static bool isLoaded();
 };

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/macros/AIService.h"
+#include "core/macros/AIServiceError.h"
 #include "core/macros/CurlLibrary.h"
 #include "core/macros/OllamaClient.h"
 #include "core/macros/OllamaEndpoint.h"
@@ -32,6 +33,25 @@ TEST(CurlLoadingTest, LoadingTwiceHandsBackTheSameCalls) {
     EXPECT_EQ(&first, &second);
     EXPECT_NE(first.easyInit, nullptr);
     EXPECT_NE(first.urlGet, nullptr);
+}
+
+TEST(CurlLoadingTest, AMissingOrWrongLibraryIsNamedInTheError) {
+    const auto messageOf = [](const char* soname) {
+        try {
+            CurlLibrary::load(soname);
+        } catch (const AIServiceError& error) {
+            EXPECT_EQ(error.kind(), AIServiceError::Kind::ollamaConnectionFailed);
+            return std::string(error.what());
+        }
+        return std::string("no error");
+    };
+    const auto missing = messageOf("libwordloom-no-such-library.so");
+    EXPECT_NE(missing.find("libwordloom-no-such-library.so could not be loaded"), std::string::npos)
+        << missing;
+    EXPECT_NE(missing.find("install libcurl4"), std::string::npos) << missing;
+
+    const auto wrong = messageOf("libc.so.6");
+    EXPECT_NE(wrong.find("libc.so.6 has no curl_global_init"), std::string::npos) << wrong;
 }
 
 }  // namespace
