@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "core/base/Log.h"
+#include "core/macros/DescriptorPassing.h"
 #include "core/macros/JSHelperProcessSpawn.h"
 #include "core/macros/JSRunnerProtocol.h"
 
@@ -50,24 +51,8 @@ class OwnedDescriptor {
 };
 
 bool sendChannel(int zygote, int channel) {
-    char byte = 'F';
-    iovec data{&byte, 1};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-    msghdr message{};
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    cmsghdr* header = CMSG_FIRSTHDR(&message);
-    header->cmsg_level = SOL_SOCKET;
-    header->cmsg_type = SCM_RIGHTS;
-    header->cmsg_len = CMSG_LEN(sizeof(int));
-    std::memcpy(CMSG_DATA(header), &channel, sizeof(int));
-    ssize_t sent;
-    do {
-        sent = ::sendmsg(zygote, &message, MSG_NOSIGNAL);
-    } while (sent < 0 && errno == EINTR);
-    return sent == 1;
+    const char request = 'F';
+    return descriptor_passing::send(zygote, &request, 1, channel);
 }
 
 // Waits at most until `deadline` for the reply; the pidfd it carries goes into `pidDescriptor`.
@@ -90,29 +75,12 @@ std::optional<jsrunner::ZygoteForkReply> receiveReply(
         break;
     }
     jsrunner::ZygoteForkReply reply;
-    iovec data{&reply, sizeof reply};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
-    msghdr message{};
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    ssize_t got;
-    do {
-        got = ::recvmsg(zygote, &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
-    } while (got < 0 && errno == EINTR);
-    if (got != static_cast<ssize_t>(sizeof reply)) {
+    const auto received = descriptor_passing::receive(zygote, &reply, sizeof reply, MSG_DONTWAIT);
+    OwnedDescriptor descriptor(received.descriptor);
+    if (received.bytes != static_cast<ssize_t>(sizeof reply)) {
         return std::nullopt;
     }
-    for (cmsghdr* header = CMSG_FIRSTHDR(&message); header != nullptr;
-         header = CMSG_NXTHDR(&message, header)) {
-        if (header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS &&
-            header->cmsg_len == CMSG_LEN(sizeof(int))) {
-            int received = -1;
-            std::memcpy(&received, CMSG_DATA(header), sizeof(int));
-            pidDescriptor.reset(received);
-        }
-    }
+    pidDescriptor.reset(descriptor.release());
     return reply;
 }
 

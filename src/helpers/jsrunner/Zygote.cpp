@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/macros/DescriptorPassing.h"
 #include "core/macros/JSRunnerProtocol.h"
 #include "helpers/jsrunner/HelperSession.h"
 
@@ -39,50 +40,20 @@ int threadCount() {
 // The descriptor passed with the request, or -1 when there is none (or when the application has
 // gone: then `closed` is set).
 int receiveChannel(bool& closed) {
-    char byte = 0;
-    iovec data{&byte, 1};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
-    msghdr message{};
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    ssize_t got;
-    do {
-        got = ::recvmsg(kChannelDescriptor, &message, MSG_CMSG_CLOEXEC);
-    } while (got < 0 && errno == EINTR);
-    if (got <= 0) {
+    char request = 0;
+    const auto received = descriptor_passing::receive(kChannelDescriptor, &request, 1);
+    if (received.bytes <= 0) {
         closed = true;
+        if (received.descriptor >= 0) {
+            ::close(received.descriptor);
+        }
         return -1;
     }
-    int descriptor = -1;
-    for (cmsghdr* header = CMSG_FIRSTHDR(&message); header != nullptr;
-         header = CMSG_NXTHDR(&message, header)) {
-        if (header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS &&
-            header->cmsg_len == CMSG_LEN(sizeof(int)) && descriptor < 0) {
-            std::memcpy(&descriptor, CMSG_DATA(header), sizeof(int));
-        }
-    }
-    return descriptor;
+    return received.descriptor;
 }
 
 bool sendReply(const ZygoteForkReply& reply, int pidDescriptor) {
-    iovec data{const_cast<ZygoteForkReply*>(&reply), sizeof reply};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-    msghdr message{};
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    if (pidDescriptor >= 0) {
-        message.msg_control = control;
-        message.msg_controllen = sizeof control;
-        cmsghdr* header = CMSG_FIRSTHDR(&message);
-        header->cmsg_level = SOL_SOCKET;
-        header->cmsg_type = SCM_RIGHTS;
-        header->cmsg_len = CMSG_LEN(sizeof(int));
-        std::memcpy(CMSG_DATA(header), &pidDescriptor, sizeof(int));
-    }
-    return ::sendmsg(kChannelDescriptor, &message, MSG_NOSIGNAL) ==
-           static_cast<ssize_t>(sizeof reply);
+    return descriptor_passing::send(kChannelDescriptor, &reply, sizeof reply, pidDescriptor);
 }
 
 // In the forked child: take the new channel as the only descriptor besides the standard
