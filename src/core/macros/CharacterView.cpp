@@ -88,19 +88,33 @@ bool isStandaloneNearNonAscii(std::string_view text, std::size_t offset) {
     return true;
 }
 
-bool isEveryByteACharacter(std::string_view text) {
-    // Sixteen bytes at a time, watching for non-ASCII bytes and carriage returns together.
+ByteSurvey surveyBytes(std::string_view text, char counted) {
+    // Thirty-two bytes a round, watching for non-ASCII bytes, carriage returns and the counted
+    // byte together. A lane's tally takes at most two a round, so it is added up every 127 rounds
+    // before it can overflow.
     using Bytes = unsigned char __attribute__((vector_size(16)));
+    constexpr std::size_t round = 2 * sizeof(Bytes);
     const char* bytes = text.data();
     const std::size_t size = text.size();
     Bytes seen{};
     Bytes carriageReturns{};
+    std::size_t occurrences = 0;
     std::size_t i = 0;
-    for (; i + sizeof(Bytes) <= size; i += sizeof(Bytes)) {
-        Bytes chunk;
-        std::memcpy(&chunk, bytes + i, sizeof(Bytes));
-        seen |= chunk;
-        carriageReturns |= reinterpret_cast<Bytes>(chunk == '\r');
+    while (i + round <= size) {
+        Bytes tally{};
+        for (int rounds = 0; rounds < 127 && i + round <= size; ++rounds, i += round) {
+            Bytes low;
+            Bytes high;
+            std::memcpy(&low, bytes + i, sizeof(Bytes));
+            std::memcpy(&high, bytes + i + sizeof(Bytes), sizeof(Bytes));
+            seen |= low | high;
+            carriageReturns |= reinterpret_cast<Bytes>((low == '\r') | (high == '\r'));
+            tally -= reinterpret_cast<Bytes>(low == static_cast<unsigned char>(counted));
+            tally -= reinterpret_cast<Bytes>(high == static_cast<unsigned char>(counted));
+        }
+        for (std::size_t lane = 0; lane < sizeof(Bytes); ++lane) {
+            occurrences += tally[lane];
+        }
     }
     bool nonAscii = false;
     bool carriageReturn = false;
@@ -111,8 +125,10 @@ bool isEveryByteACharacter(std::string_view text) {
     for (; i < size; ++i) {
         nonAscii = nonAscii || static_cast<unsigned char>(bytes[i]) >= 0x80;
         carriageReturn = carriageReturn || bytes[i] == '\r';
+        occurrences += bytes[i] == counted ? 1 : 0;
     }
-    return !nonAscii && (!carriageReturn || countCarriageReturnLineFeeds(text) == 0);
+    return ByteSurvey{!nonAscii && (!carriageReturn || countCarriageReturnLineFeeds(text) == 0),
+                      occurrences};
 }
 
 std::size_t count(std::string_view text) {

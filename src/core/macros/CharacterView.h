@@ -87,9 +87,16 @@ inline std::size_t find(std::string_view text, char c, std::size_t from = 0) {
     return std::string_view::npos;
 }
 
-/// Whether each byte of `text` is one character (ASCII without CR LF), so that byte offsets are
-/// character offsets.
-bool isEveryByteACharacter(std::string_view text);
+/// What one pass over a text tells a scanner before it starts.
+struct ByteSurvey {
+    /// Each byte is one character (ASCII without CR LF), so byte offsets are character offsets
+    /// and every ASCII byte stands alone.
+    bool everyByteIsACharacter = true;
+    /// How many bytes equal the counted one.
+    std::size_t occurrences = 0;
+};
+
+ByteSurvey surveyBytes(std::string_view text, char counted);
 
 /// Number of characters in `text`, which starts and ends on character boundaries.
 std::size_t count(std::string_view text);

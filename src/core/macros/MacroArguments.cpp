@@ -3,6 +3,7 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <utility>
@@ -155,7 +156,25 @@ void readEscaped(std::string_view text, char separator, KeptEscapes kept, std::s
     }
 }
 
-// Calls `visit` with the lower-cased key and the value of each "key=value" segment, in order, so
+// Whether a key as written is `lowerName`: ASCII keys in any case, others lower-cased the Unicode
+// way first.
+bool keyIs(std::string_view key, std::string_view lowerName) {
+    if (key.size() == lowerName.size()) {
+        bool same = true;
+        for (std::size_t i = 0; i < key.size() && same; ++i) {
+            const char c = key[i];
+            same = c == lowerName[i] || (c >= 'A' && c <= 'Z' && (c | 0x20) == lowerName[i]);
+        }
+        if (same) {
+            return true;
+        }
+    }
+    return std::any_of(key.begin(), key.end(),
+                       [](char c) { return static_cast<unsigned char>(c) >= 0x80; }) &&
+           text::lowercased(key) == lowerName;
+}
+
+// Calls `visit` with the key as written and the value of each "key=value" segment, in order, so
 // that a later segment with the same key overrides an earlier one.
 template <typename Visit>
 void forEachKeyValue(std::string_view argument, Visit visit) {
@@ -163,7 +182,7 @@ void forEachKeyValue(std::string_view argument, Visit visit) {
     auto visitSegment = [&] {
         std::size_t equals = characters::find(segment, '=');
         if (equals != std::string::npos) {
-            visit(lowercasedKey(std::string_view(segment).substr(0, equals)),
+            visit(std::string_view(segment).substr(0, equals),
                   std::string_view(segment).substr(equals + 1));
         }
         segment.clear();
@@ -182,31 +201,22 @@ struct SpecValues {
     std::optional<std::string> cols;
 
     explicit SpecValues(std::string_view argument) {
-        forEachKeyValue(argument, [&](const std::string& key, std::string_view value) {
+        forEachKeyValue(argument, [&](std::string_view key, std::string_view value) {
             if (auto* slot = slotFor(key)) {
-                *slot = std::string(value);
+                slot->emplace(value);
             }
         });
     }
 
     std::optional<std::string>* slotFor(std::string_view key) {
-        if (key == "name") {
-            return &name;
-        }
-        if (key == "default") {
-            return &defaultValue;
-        }
-        if (key == "options") {
-            return &options;
-        }
-        if (key == "width") {
-            return &width;
-        }
-        if (key == "rows") {
-            return &rows;
-        }
-        if (key == "cols") {
-            return &cols;
+        using namespace std::string_view_literals;
+        for (auto [slotName, slot] :
+             {std::pair{"name"sv, &name}, std::pair{"default"sv, &defaultValue},
+              std::pair{"options"sv, &options}, std::pair{"width"sv, &width},
+              std::pair{"rows"sv, &rows}, std::pair{"cols"sv, &cols}}) {
+            if (keyIs(key, slotName)) {
+                return slot;
+            }
         }
         return nullptr;
     }
@@ -233,8 +243,8 @@ std::vector<std::string> splitEscapedSegments(std::string_view argument) {
 
 std::map<std::string, std::string> keyValueSegments(std::string_view argument) {
     std::map<std::string, std::string> values;
-    forEachKeyValue(argument, [&](const std::string& key, std::string_view value) {
-        values[key] = std::string(value);
+    forEachKeyValue(argument, [&](std::string_view key, std::string_view value) {
+        values[lowercasedKey(key)] = std::string(value);
     });
     return values;
 }
@@ -244,6 +254,8 @@ std::vector<std::string> splitOptionList(std::string_view list) {
     if (list.empty()) {
         return options;
     }
+    // Every option but the last ends at a comma, so the commas bound the count.
+    options.reserve(static_cast<std::size_t>(std::count(list.begin(), list.end(), ',')) + 1);
     std::string current;
     auto finishOption = [&] {
         options.emplace_back(trimSpacesAndTabs(current));

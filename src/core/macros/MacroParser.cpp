@@ -1,6 +1,9 @@
 #include "core/macros/MacroParser.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -37,6 +40,9 @@ bool startsWithIgnoringCase(std::string_view content, std::size_t from, std::str
 }
 
 bool startsWithScriptKeyword(std::string_view content, std::size_t from) {
+    if (from >= content.size() || (content[from] | 0x20) != 'j') {
+        return false;
+    }
     static_assert(std::string_view("javascript:").size() <= scriptKeywordLookahead);
     return startsWithIgnoringCase(content, from, "js:") ||
            startsWithIgnoringCase(content, from, "javascript:");
@@ -83,19 +89,57 @@ std::optional<std::size_t> skipScriptLiteral(std::string_view content, std::size
     return std::nullopt;
 }
 
-// Byte offset of the first "}" of the pair that closes a macro whose body starts at `from`.
-std::optional<std::size_t> findClosingPair(std::string_view content, std::size_t from,
-                                           bool scriptMode) {
+// Byte offset of the first "}" of the pair that closes a macro whose body starts at `from`, for
+// bodies that are not scripts. Jumps from brace to brace, taking the opening braces before each
+// closing one together: only closing braces decide anything.
+std::optional<std::size_t> findClosingPairInText(std::string_view content, std::size_t from,
+                                                 bool everyByteIsACharacter) {
+    auto standalone = [&](std::size_t at) {
+        return everyByteIsACharacter || isStandalone(content, at);
+    };
+    const char* const bytes = content.data();
+    const std::size_t n = content.size();
+    std::size_t depth = 0;
+    std::size_t j = from;
+    while (j < n) {
+        const auto* found = static_cast<const char*>(std::memchr(bytes + j, '}', n - j));
+        if (found == nullptr) {
+            return std::nullopt;
+        }
+        const auto closing = static_cast<std::size_t>(found - bytes);
+        for (const char* opening =
+                 static_cast<const char*>(std::memchr(bytes + j, '{', closing - j));
+             opening != nullptr;
+             opening = static_cast<const char*>(
+                 std::memchr(opening + 1, '{', static_cast<std::size_t>(found - opening - 1)))) {
+            if (standalone(static_cast<std::size_t>(opening - bytes))) {
+                ++depth;
+            }
+        }
+        if (standalone(closing)) {
+            if (depth == 0 && closing + 1 < n && bytes[closing + 1] == '}' &&
+                standalone(closing + 1)) {
+                return closing;
+            }
+            if (depth > 0) {
+                --depth;
+            }
+        }
+        j = closing + 1;
+    }
+    return std::nullopt;
+}
+
+// The same for script bodies, where quotes and comments hide braces.
+std::optional<std::size_t> findClosingPairInScript(std::string_view content, std::size_t from) {
     const std::size_t n = content.size();
     std::size_t depth = 0;
     for (std::size_t j = from; j < n; ++j) {
-        const char c = content[j];
-        if (scriptMode) {
-            if (auto past = skipScriptLiteral(content, j)) {
-                j = *past - 1;
-                continue;
-            }
+        if (auto past = skipScriptLiteral(content, j)) {
+            j = *past - 1;
+            continue;
         }
+        const char c = content[j];
         if (c == '{') {
             if (isStandalone(content, j)) {
                 ++depth;
@@ -110,30 +154,6 @@ std::optional<std::size_t> findClosingPair(std::string_view content, std::size_t
         }
     }
     return std::nullopt;
-}
-
-// Every macro starts with its own "{{", so half the opening braces bound the number of macros.
-std::size_t mostMacrosIn(std::string_view content) {
-    using Bytes = unsigned char __attribute__((vector_size(16)));
-    std::size_t braces = 0;
-    std::size_t i = 0;
-    while (i + sizeof(Bytes) <= content.size()) {
-        // A lane counts at most 255 braces before it is added up.
-        Bytes counts{};
-        for (int round = 0; round < 255 && i + sizeof(Bytes) <= content.size();
-             ++round, i += sizeof(Bytes)) {
-            Bytes chunk;
-            std::memcpy(&chunk, content.data() + i, sizeof(Bytes));
-            counts -= reinterpret_cast<Bytes>(chunk == '{');
-        }
-        for (std::size_t lane = 0; lane < sizeof(Bytes); ++lane) {
-            braces += counts[lane];
-        }
-    }
-    for (; i < content.size(); ++i) {
-        braces += content[i] == '{' ? 1 : 0;
-    }
-    return braces / 2;
 }
 
 enum class Keyword {
@@ -163,70 +183,94 @@ enum class Keyword {
     random
 };
 
+// Sorted by length, so that a word is only compared with the few names of its own length.
 constexpr std::pair<std::string_view, Keyword> keywordNames[] = {
+    {"if", Keyword::conditionalIf},
+    {"ai", Keyword::ai},
+    {"js", Keyword::javascript},
+    {"now", Keyword::now},
+    {"/if", Keyword::conditionalEnd},
+    {"key", Keyword::key},
     {"date", Keyword::date},
     {"time", Keyword::time},
-    {"today", Keyword::today},
-    {"tomorrow", Keyword::tomorrow},
-    {"yesterday", Keyword::yesterday},
-    {"now", Keyword::now},
-    {"clipboard", Keyword::clipboard},
-    {"selected", Keyword::selectedText},
-    {"selection", Keyword::selectedText},
-    {"selected-text", Keyword::selectedText},
-    {"cursor", Keyword::cursor},
     {"uuid", Keyword::uuid},
-    {"input", Keyword::input},
-    {"textarea", Keyword::textarea},
-    {"select", Keyword::select},
-    {"optional", Keyword::optional},
-    {"/optional", Keyword::optionalEnd},
-    {"if", Keyword::conditionalIf},
-    {"elseif", Keyword::conditionalElseIf},
     {"elif", Keyword::conditionalElseIf},
     {"else", Keyword::conditionalElse},
-    {"/if", Keyword::conditionalEnd},
+    {"today", Keyword::today},
+    {"input", Keyword::input},
     {"endif", Keyword::conditionalEnd},
-    {"ai", Keyword::ai},
-    {"key", Keyword::key},
-    {"snippet", Keyword::snippet},
-    {"js", Keyword::javascript},
-    {"javascript", Keyword::javascript},
+    {"cursor", Keyword::cursor},
+    {"select", Keyword::select},
+    {"elseif", Keyword::conditionalElseIf},
     {"random", Keyword::random},
+    {"snippet", Keyword::snippet},
+    {"tomorrow", Keyword::tomorrow},
+    {"selected", Keyword::selectedText},
+    {"textarea", Keyword::textarea},
+    {"optional", Keyword::optional},
+    {"yesterday", Keyword::yesterday},
+    {"clipboard", Keyword::clipboard},
+    {"selection", Keyword::selectedText},
+    {"/optional", Keyword::optionalEnd},
+    {"javascript", Keyword::javascript},
+    {"selected-text", Keyword::selectedText},
 };
 
-bool equalsIgnoringAsciiCase(std::string_view text, std::string_view lowerName) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        char c = text[i];
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
+constexpr std::size_t longestKeyword = std::size(keywordNames) > 0
+                                           ? std::end(keywordNames)[-1].first.size()
+                                           : 0;
+
+static_assert(std::is_sorted(std::begin(keywordNames), std::end(keywordNames),
+                             [](const auto& a, const auto& b) {
+                                 return a.first.size() < b.first.size();
+                             }));
+
+// firstOfLength[k] is the index of the first name at least k bytes long.
+constexpr auto firstOfLength = [] {
+    std::array<std::size_t, longestKeyword + 2> first{};
+    std::size_t entry = 0;
+    for (std::size_t length = 0; length < first.size(); ++length) {
+        while (entry < std::size(keywordNames) && keywordNames[entry].first.size() < length) {
+            ++entry;
         }
-        if (c != lowerName[i]) {
+        first[length] = entry;
+    }
+    return first;
+}();
+
+// Whether `text` spells the lower-case `name` in any ASCII case.
+bool spellsIgnoringCase(std::string_view text, std::string_view name) {
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        const char c = text[i];
+        const char expected = name[i];
+        if (c != expected && !(expected >= 'a' && expected <= 'z' && (c | 0x20) == expected)) {
             return false;
         }
     }
     return true;
 }
 
+std::optional<Keyword> keywordSpelled(std::string_view text) {
+    if (text.size() > longestKeyword) {
+        return std::nullopt;
+    }
+    for (std::size_t k = firstOfLength[text.size()]; k < firstOfLength[text.size() + 1]; ++k) {
+        if (spellsIgnoringCase(text, keywordNames[k].first)) {
+            return keywordNames[k].second;
+        }
+    }
+    return std::nullopt;
+}
+
 // Keywords match in any case. Text outside ASCII is lower-cased the Unicode way first, so that
 // a Kelvin sign still spells "key".
 std::optional<Keyword> keywordNamed(std::string_view text) {
-    bool ascii = true;
-    for (const auto& [name, keyword] : keywordNames) {
-        if (name.size() == text.size() && equalsIgnoringAsciiCase(text, name)) {
-            return keyword;
-        }
+    if (auto keyword = keywordSpelled(text)) {
+        return keyword;
     }
-    for (unsigned char c : text) {
-        ascii = ascii && c < 0x80;
-    }
-    if (ascii) {
-        return std::nullopt;
-    }
-    const std::string lower = text::lowercased(text);
-    for (const auto& [name, keyword] : keywordNames) {
-        if (name == lower) {
-            return keyword;
+    for (const char c : text) {
+        if (static_cast<unsigned char>(c) >= 0x80) {
+            return keywordSpelled(text::lowercased(text));
         }
     }
     return std::nullopt;
@@ -359,13 +403,17 @@ std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText)
 std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
     std::vector<ParsedMacro> macros;
     const std::size_t n = content.size();
-    // Byte offsets are character offsets in most content. Otherwise characters are counted from
-    // one macro to the next, only where a range is reported.
-    const bool byteIsCharacter = characters::isEveryByteACharacter(content);
+    // In most content every byte is a character: then byte offsets are character offsets and no
+    // brace needs its neighbours checked. Otherwise characters are counted from one macro to the
+    // next, only where a range is reported. Every macro starts with its own "{{", so half the
+    // opening braces bound the number of macros.
+    const auto survey = characters::surveyBytes(content, '{');
+    const bool plain = survey.everyByteIsACharacter;
+    auto standalone = [&](std::size_t at) { return plain || isStandalone(content, at); };
     std::size_t countedBytes = 0;
     std::size_t countedCharacters = 0;
     auto charactersBefore = [&](std::size_t byte) {
-        if (byteIsCharacter) {
+        if (plain) {
             return byte;
         }
         countedCharacters += characters::count(content.substr(countedBytes, byte - countedBytes));
@@ -378,13 +426,14 @@ std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
         if (i == std::string_view::npos || i + 1 >= n) {
             break;
         }
-        if (content[i + 1] != '{' || !isStandalone(content, i) || !isStandalone(content, i + 1)) {
+        if (content[i + 1] != '{' || !standalone(i) || !standalone(i + 1)) {
             ++i;
             continue;
         }
         const std::size_t bodyStart = i + 2;
-        auto closing =
-            findClosingPair(content, bodyStart, startsWithScriptKeyword(content, bodyStart));
+        auto closing = startsWithScriptKeyword(content, bodyStart)
+                           ? findClosingPairInScript(content, bodyStart)
+                           : findClosingPairInText(content, bodyStart, plain);
         if (!closing) {
             i += 2;
             continue;
@@ -394,12 +443,10 @@ std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
             const std::size_t startCharacter = charactersBefore(i);
             const std::size_t endCharacter = charactersBefore(end);
             if (macros.empty()) {
-                macros.reserve(mostMacrosIn(content.substr(i)));
+                macros.reserve(survey.occurrences / 2);
             }
-            macros.push_back(ParsedMacro{std::move(*type),
-                                         TextRange{startCharacter, endCharacter},
-                                         std::string(content.substr(i, end - i)),
-                                         {i, end}});
+            macros.emplace_back(std::move(*type), TextRange{startCharacter, endCharacter},
+                                std::string(content.substr(i, end - i)), TextRange{i, end});
         }
         i = end;
     }
