@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <string>
@@ -90,42 +91,24 @@ std::optional<std::size_t> skipScriptLiteral(std::string_view content, std::size
 }
 
 // Byte offset of the first "}" of the pair that closes a macro whose body starts at `from`, for
-// bodies that are not scripts. Jumps from brace to brace, taking the opening braces before each
-// closing one together: only closing braces decide anything.
+// bodies that are not scripts. Bodies are short, so a plain loop beats a library search here.
 std::optional<std::size_t> findClosingPairInText(std::string_view content, std::size_t from,
                                                  bool everyByteIsACharacter) {
     auto standalone = [&](std::size_t at) {
         return everyByteIsACharacter || isStandalone(content, at);
     };
-    const char* const bytes = content.data();
     const std::size_t n = content.size();
     std::size_t depth = 0;
-    std::size_t j = from;
-    while (j < n) {
-        const auto* found = static_cast<const char*>(std::memchr(bytes + j, '}', n - j));
-        if (found == nullptr) {
-            return std::nullopt;
-        }
-        const auto closing = static_cast<std::size_t>(found - bytes);
-        for (const char* opening =
-                 static_cast<const char*>(std::memchr(bytes + j, '{', closing - j));
-             opening != nullptr;
-             opening = static_cast<const char*>(
-                 std::memchr(opening + 1, '{', static_cast<std::size_t>(found - opening - 1)))) {
-            if (standalone(static_cast<std::size_t>(opening - bytes))) {
-                ++depth;
+    for (std::size_t j = from; j < n; ++j) {
+        const char c = content[j];
+        if (c == '{') {
+            depth += standalone(j) ? 1 : 0;
+        } else if (c == '}' && standalone(j)) {
+            if (depth == 0 && j + 1 < n && content[j + 1] == '}' && standalone(j + 1)) {
+                return j;
             }
+            depth -= depth > 0 ? 1 : 0;
         }
-        if (standalone(closing)) {
-            if (depth == 0 && closing + 1 < n && bytes[closing + 1] == '}' &&
-                standalone(closing + 1)) {
-                return closing;
-            }
-            if (depth > 0) {
-                --depth;
-            }
-        }
-        j = closing + 1;
     }
     return std::nullopt;
 }
@@ -238,24 +221,41 @@ constexpr auto firstOfLength = [] {
     return first;
 }();
 
-// Whether `text` spells the lower-case `name` in any ASCII case.
-bool spellsIgnoringCase(std::string_view text, std::string_view name) {
-    for (std::size_t i = 0; i < name.size(); ++i) {
-        const char c = text[i];
-        const char expected = name[i];
-        if (c != expected && !(expected >= 'a' && expected <= 'z' && (c | 0x20) == expected)) {
-            return false;
-        }
+// A word of up to 16 bytes as two numbers, zero-padded, with ASCII capitals lower-cased: two
+// comparisons tell whether a word spells a name.
+struct PackedWord {
+    std::uint64_t low = 0;
+    std::uint64_t high = 0;
+    bool operator==(const PackedWord&) const = default;
+};
+
+constexpr PackedWord packLowercased(std::string_view word) {
+    PackedWord packed;
+    for (std::size_t i = 0; i < word.size(); ++i) {
+        const auto c = static_cast<unsigned char>(word[i]);
+        const auto lower = static_cast<std::uint64_t>(c >= 'A' && c <= 'Z' ? c | 0x20 : c);
+        (i < 8 ? packed.low : packed.high) |= lower << (8 * (i % 8));
     }
-    return true;
+    return packed;
 }
+
+static_assert(longestKeyword <= 2 * sizeof(std::uint64_t));
+
+constexpr auto packedKeywordNames = [] {
+    std::array<PackedWord, std::size(keywordNames)> packed{};
+    for (std::size_t k = 0; k < packed.size(); ++k) {
+        packed[k] = packLowercased(keywordNames[k].first);
+    }
+    return packed;
+}();
 
 std::optional<Keyword> keywordSpelled(std::string_view text) {
     if (text.size() > longestKeyword) {
         return std::nullopt;
     }
+    const PackedWord word = packLowercased(text);
     for (std::size_t k = firstOfLength[text.size()]; k < firstOfLength[text.size() + 1]; ++k) {
-        if (spellsIgnoringCase(text, keywordNames[k].first)) {
+        if (packedKeywordNames[k] == word) {
             return keywordNames[k].second;
         }
     }
@@ -304,100 +304,140 @@ std::optional<std::string> owned(std::optional<std::string_view> text) {
     return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 
-std::optional<MacroType> macroForKeyword(Keyword keyword,
-                                         std::optional<std::string_view> argument) {
+// Puts the macro that `keyword` and `argument` spell into `type`; false when they spell none.
+bool buildMacro(Keyword keyword, std::optional<std::string_view> argument, MacroType& type) {
     const bool hasArgument = argument && !argument->empty();
     switch (keyword) {
         case Keyword::date:
-            return macro::Date{owned(argument), std::nullopt};
+            type = macro::Date{owned(argument), std::nullopt};
+            return true;
         case Keyword::time:
-            return macro::Time{owned(argument)};
+            type = macro::Time{owned(argument)};
+            return true;
         case Keyword::today:
-            return macro::Today{owned(argument)};
+            type = macro::Today{owned(argument)};
+            return true;
         case Keyword::tomorrow:
-            return macro::Tomorrow{owned(argument)};
+            type = macro::Tomorrow{owned(argument)};
+            return true;
         case Keyword::yesterday:
-            return macro::Yesterday{owned(argument)};
+            type = macro::Yesterday{owned(argument)};
+            return true;
         case Keyword::now:
-            return macro::Now{owned(argument)};
+            type = macro::Now{owned(argument)};
+            return true;
         case Keyword::clipboard:
-            return macro::Clipboard{};
+            type = macro::Clipboard{};
+            return true;
         case Keyword::selectedText:
-            return macro::SelectedText{};
+            type = macro::SelectedText{};
+            return true;
         case Keyword::cursor:
-            return macro::Cursor{};
+            type = macro::Cursor{};
+            return true;
         case Keyword::uuid:
-            return macro::Uuid{};
+            type = macro::Uuid{};
+            return true;
         case Keyword::input:
-            return args::parseInputSpec(argument);
+            type = args::parseInputSpec(argument);
+            return true;
         case Keyword::textarea:
-            return args::parseTextareaSpec(argument);
+            type = args::parseTextareaSpec(argument);
+            return true;
         case Keyword::select:
-            return args::parseSelectSpec(argument);
+            type = args::parseSelectSpec(argument);
+            return true;
         case Keyword::optional:
-            return args::parseSectionSpec(argument);
+            type = args::parseSectionSpec(argument);
+            return true;
         case Keyword::optionalEnd:
-            return macro::OptionalEnd{};
+            type = macro::OptionalEnd{};
+            return true;
         case Keyword::conditionalIf:
             if (!hasArgument) {
-                return std::nullopt;
+                return false;
             }
-            return macro::ConditionalIf{std::string(*argument)};
+            type = macro::ConditionalIf{std::string(*argument)};
+            return true;
         case Keyword::conditionalElseIf:
             if (!hasArgument) {
-                return std::nullopt;
+                return false;
             }
-            return macro::ConditionalElseIf{std::string(*argument)};
+            type = macro::ConditionalElseIf{std::string(*argument)};
+            return true;
         case Keyword::conditionalElse:
-            return macro::ConditionalElse{};
+            type = macro::ConditionalElse{};
+            return true;
         case Keyword::conditionalEnd:
-            return macro::ConditionalEnd{};
+            type = macro::ConditionalEnd{};
+            return true;
         case Keyword::ai:
             if (auto ai = hasArgument ? args::parseAISpec(*argument) : std::nullopt) {
-                return std::move(*ai);
+                type = std::move(*ai);
+                return true;
             }
-            return std::nullopt;
+            return false;
         case Keyword::key:
             if (!hasArgument) {
-                return std::nullopt;
+                return false;
             }
-            return macro::Key{text::lowercased(*argument)};
+            type = macro::Key{text::lowercased(*argument)};
+            return true;
         case Keyword::snippet:
             if (!hasArgument) {
-                return std::nullopt;
+                return false;
             }
-            return macro::Snippet{std::string(*argument)};
+            type = macro::Snippet{std::string(*argument)};
+            return true;
         case Keyword::javascript:
             if (!hasArgument) {
-                return std::nullopt;
+                return false;
             }
-            return macro::JavaScript{std::string(*argument)};
+            type = macro::JavaScript{std::string(*argument)};
+            return true;
         case Keyword::random:
-            return args::parseRandomRange(argument);
+            type = args::parseRandomRange(argument);
+            return true;
     }
-    return std::nullopt;
+    return false;
 }
 
 }  // namespace
 
-std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText) {
+namespace {
+
+// Parses `innerText` into `type`, which is overwritten only when it spells a macro. Writing into
+// the macro's final place saves moving the variant and destroying a temporary, whose calls through
+// the variant's table mispredict from one macro kind to the next.
+bool parseInnerTextInto(std::string_view innerText, MacroType& type) {
     std::string_view trimmed = args::trimSpacesAndTabs(innerText);
     if (trimmed.empty()) {
-        return std::nullopt;
+        return false;
     }
     if (auto dated = args::matchDateWithOffset(trimmed)) {
-        return std::move(*dated);
+        type = std::move(*dated);
+        return true;
     }
     auto [keywordPiece, argumentPiece] = splitKeyword(trimmed);
     auto keyword = keywordNamed(args::trimSpacesAndTabs(keywordPiece));
     if (!keyword) {
-        return std::nullopt;
+        return false;
     }
     std::optional<std::string_view> argument;
     if (argumentPiece) {
         argument = args::trimSpacesAndTabs(*argumentPiece);
     }
-    return macroForKeyword(*keyword, argument);
+    return buildMacro(*keyword, argument, type);
+}
+
+}  // namespace
+
+std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText) {
+    MacroType type;
+    if (!parseInnerTextInto(innerText, type)) {
+        return std::nullopt;
+    }
+    return type;
 }
 
 std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
@@ -439,14 +479,17 @@ std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
             continue;
         }
         const std::size_t end = *closing + 2;
-        if (auto type = parseInnerText(content.substr(bodyStart, *closing - bodyStart))) {
-            const std::size_t startCharacter = charactersBefore(i);
-            const std::size_t endCharacter = charactersBefore(end);
-            if (macros.empty()) {
-                macros.reserve(survey.occurrences / 2);
-            }
-            macros.emplace_back(std::move(*type), TextRange{startCharacter, endCharacter},
-                                std::string(content.substr(i, end - i)), TextRange{i, end});
+        if (macros.capacity() == 0) {
+            macros.reserve(survey.occurrences / 2);
+        }
+        ParsedMacro& parsed = macros.emplace_back();
+        if (parseInnerTextInto(content.substr(bodyStart, *closing - bodyStart), parsed.type)) {
+            parsed.range.start = charactersBefore(i);
+            parsed.range.end = charactersBefore(end);
+            parsed.originalText.assign(content.substr(i, end - i));
+            parsed.byteRange = TextRange{i, end};
+        } else {
+            macros.pop_back();
         }
         i = end;
     }
