@@ -4,6 +4,7 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <limits>
 #include <utility>
@@ -35,6 +36,10 @@ bool containsEquals(std::string_view text) {
 
 // Code point at `offset`, advancing it; malformed bytes read as U+FFFD.
 UChar32 nextCodePoint(std::string_view text, std::size_t& offset) {
+    if (const auto byte = static_cast<unsigned char>(text[offset]); byte < 0x80) {
+        ++offset;
+        return byte;
+    }
     int32_t i = static_cast<int32_t>(offset);
     UChar32 c = 0;
     U8_NEXT(reinterpret_cast<const uint8_t*>(text.data()), i, static_cast<int32_t>(text.size()), c);
@@ -60,7 +65,18 @@ bool matchesEndAnchor(std::string_view rest) {
 
 // ICU's "\s", which is Unicode's White_Space property (\v and U+0085 included).
 bool isRegexSpace(UChar32 c) {
+    if (c < 0x80) {
+        return c == ' ' || (c >= '\t' && c <= '\r');
+    }
     return text::isWhitespaceOrNewline(static_cast<char32_t>(c));
+}
+
+// ICU's "\d": a code point of category Nd.
+bool isRegexDigit(UChar32 c) {
+    if (c < 0x80) {
+        return c >= '0' && c <= '9';
+    }
+    return u_isdigit(c) != 0;
 }
 
 void skipRegexSpaces(std::string_view text, std::size_t& offset) {
@@ -78,7 +94,7 @@ std::optional<std::string_view> matchDigits(std::string_view text, std::size_t& 
     std::size_t start = offset;
     while (offset < text.size()) {
         std::size_t next = offset;
-        if (!u_isdigit(nextCodePoint(text, next))) {
+        if (!isRegexDigit(nextCodePoint(text, next))) {
             break;
         }
         offset = next;
@@ -156,78 +172,122 @@ void readEscaped(std::string_view text, char separator, KeptEscapes kept, std::s
     }
 }
 
-// Whether a key as written is `lowerName`: ASCII keys in any case, others lower-cased the Unicode
-// way first.
-bool keyIs(std::string_view key, std::string_view lowerName) {
-    if (key.size() == lowerName.size()) {
-        bool same = true;
-        for (std::size_t i = 0; i < key.size() && same; ++i) {
-            const char c = key[i];
-            same = c == lowerName[i] || (c >= 'A' && c <= 'Z' && (c | 0x20) == lowerName[i]);
-        }
-        if (same) {
-            return true;
+// Whether a key as written spells `lowerName` with ASCII capitals lower-cased.
+bool spellsIgnoringAsciiCase(std::string_view key, std::string_view lowerName) {
+    if (key.size() != lowerName.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < key.size(); ++i) {
+        const char c = key[i];
+        if (c != lowerName[i] && !(c >= 'A' && c <= 'Z' && (c | 0x20) == lowerName[i])) {
+            return false;
         }
     }
-    return std::any_of(key.begin(), key.end(),
-                       [](char c) { return static_cast<unsigned char>(c) >= 0x80; }) &&
-           text::lowercased(key) == lowerName;
+    return true;
+}
+
+bool isAscii(std::string_view text) {
+    return std::none_of(text.begin(), text.end(),
+                        [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+}
+
+// Index of the name in `lowerNames` that `key` spells in any case, or nothing. Keys outside ASCII
+// are lower-cased the Unicode way first.
+template <std::size_t count>
+std::optional<std::size_t> keyIndex(std::string_view key,
+                                    const std::array<std::string_view, count>& lowerNames) {
+    for (std::size_t i = 0; i < count; ++i) {
+        if (spellsIgnoringAsciiCase(key, lowerNames[i])) {
+            return i;
+        }
+    }
+    if (isAscii(key)) {
+        return std::nullopt;
+    }
+    const std::string lower = text::lowercased(key);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (lower == lowerNames[i]) {
+            return i;
+        }
+    }
+    return std::nullopt;
 }
 
 // Calls `visit` with the key as written and the value of each "key=value" segment, in order, so
-// that a later segment with the same key overrides an earlier one.
+// that a later segment with the same key overrides an earlier one. The views point into
+// `argument` or, when it holds escapes, into `unescaped`, and live as long as both.
 template <typename Visit>
-void forEachKeyValue(std::string_view argument, Visit visit) {
-    std::string segment;
-    auto visitSegment = [&] {
+void forEachKeyValue(std::string_view argument, std::string& unescaped, Visit visit) {
+    auto visitSegment = [&](std::string_view segment) {
         std::size_t equals = characters::find(segment, '=');
         if (equals != std::string::npos) {
-            visit(std::string_view(segment).substr(0, equals),
-                  std::string_view(segment).substr(equals + 1));
+            visit(segment.substr(0, equals), segment.substr(equals + 1));
         }
-        segment.clear();
     };
-    readEscaped(argument, ':', KeptEscapes::commaAndBackslash, segment, visitSegment);
-    visitSegment();
+    if (argument.find('\\') == std::string_view::npos) {
+        // Without escapes the segments are the argument's own pieces.
+        std::size_t start = 0;
+        for (std::size_t colon = characters::find(argument, ':'); colon != std::string_view::npos;
+             colon = characters::find(argument, ':', start)) {
+            visitSegment(argument.substr(start, colon - start));
+            start = colon + 1;
+        }
+        visitSegment(argument.substr(start));
+        return;
+    }
+    // Each segment is unescaped into one buffer, and read once the buffer no longer grows.
+    std::vector<std::size_t> ends;
+    readEscaped(argument, ':', KeptEscapes::commaAndBackslash, unescaped,
+                [&] { ends.push_back(unescaped.size()); });
+    ends.push_back(unescaped.size());
+    std::size_t start = 0;
+    for (std::size_t end : ends) {
+        visitSegment(std::string_view(unescaped).substr(start, end - start));
+        start = end;
+    }
 }
 
 // The values of the keys a spec reads; a later segment with the same key replaces an earlier one.
-struct SpecValues {
-    std::optional<std::string> name;
-    std::optional<std::string> defaultValue;
-    std::optional<std::string> options;
-    std::optional<std::string> width;
-    std::optional<std::string> rows;
-    std::optional<std::string> cols;
+// The values are views into the argument, or into the spec's own unescaped copy of it.
+class SpecValues {
+  public:
+    std::optional<std::string_view> name;
+    std::optional<std::string_view> defaultValue;
+    std::optional<std::string_view> options;
+    std::optional<std::string_view> width;
+    std::optional<std::string_view> rows;
+    std::optional<std::string_view> cols;
 
     explicit SpecValues(std::string_view argument) {
-        forEachKeyValue(argument, [&](std::string_view key, std::string_view value) {
+        forEachKeyValue(argument, unescaped_, [&](std::string_view key, std::string_view value) {
             if (auto* slot = slotFor(key)) {
-                slot->emplace(value);
+                *slot = value;
             }
         });
     }
 
-    std::optional<std::string>* slotFor(std::string_view key) {
-        using namespace std::string_view_literals;
-        for (auto [slotName, slot] :
-             {std::pair{"name"sv, &name}, std::pair{"default"sv, &defaultValue},
-              std::pair{"options"sv, &options}, std::pair{"width"sv, &width},
-              std::pair{"rows"sv, &rows}, std::pair{"cols"sv, &cols}}) {
-            if (keyIs(key, slotName)) {
-                return slot;
-            }
-        }
-        return nullptr;
-    }
+    SpecValues(const SpecValues&) = delete;
+    SpecValues& operator=(const SpecValues&) = delete;
 
     std::optional<std::string> collapsedName() const {
         return name ? std::optional<std::string>(collapseDoubleBackslashes(*name)) : std::nullopt;
     }
 
-    static std::optional<std::int64_t> integer(const std::optional<std::string>& value) {
+    static std::optional<std::int64_t> integer(std::optional<std::string_view> value) {
         return value ? parseInteger(*value) : std::nullopt;
     }
+
+  private:
+    std::optional<std::string_view>* slotFor(std::string_view key) {
+        static constexpr std::array<std::string_view, 6> keys{"name",  "default", "options",
+                                                              "width", "rows",    "cols"};
+        const std::array<std::optional<std::string_view>*, keys.size()> slots{
+            &name, &defaultValue, &options, &width, &rows, &cols};
+        const auto index = keyIndex(key, keys);
+        return index ? slots[*index] : nullptr;
+    }
+
+    std::string unescaped_;
 };
 
 }  // namespace
@@ -243,7 +303,8 @@ std::vector<std::string> splitEscapedSegments(std::string_view argument) {
 
 std::map<std::string, std::string> keyValueSegments(std::string_view argument) {
     std::map<std::string, std::string> values;
-    forEachKeyValue(argument, [&](std::string_view key, std::string_view value) {
+    std::string unescaped;
+    forEachKeyValue(argument, unescaped, [&](std::string_view key, std::string_view value) {
         values[lowercasedKey(key)] = std::string(value);
     });
     return values;
@@ -308,27 +369,23 @@ std::optional<std::int64_t> parseInteger(std::string_view text) {
 
 // Positional form: name, then everything after the first ":" as the default. Empty pieces are
 // dropped, the way the macro's own keyword split drops them.
-static std::pair<std::optional<std::string>, std::optional<std::string>> splitNameAndDefault(
-    std::string_view argument) {
+template <typename Field>
+void readNameAndDefault(std::string_view argument, Field& field) {
     std::size_t start = 0;
-    std::optional<std::string> name;
+    bool named = false;
     for (std::size_t i = characters::find(argument, ':'); i != std::string_view::npos;
          i = characters::find(argument, ':', i + 1)) {
         if (i > start) {
-            name = std::string(argument.substr(start, i - start));
+            field.name.emplace(argument.substr(start, i - start));
             start = i + 1;
+            named = true;
             break;
         }
         start = i + 1;
     }
-    std::optional<std::string> rest;
     if (start < argument.size()) {
-        rest = std::string(argument.substr(start));
+        (named ? field.defaultValue : field.name).emplace(argument.substr(start));
     }
-    if (!name) {
-        return {rest, std::nullopt};
-    }
-    return {name, rest};
 }
 
 // The name and default of an input or a text area, positional or keyed; `readSizes` reads the
@@ -340,7 +397,7 @@ Field parseFieldSpec(std::optional<std::string_view> argument, ReadSizes readSiz
         return field;
     }
     if (!containsEquals(*argument)) {
-        std::tie(field.name, field.defaultValue) = splitNameAndDefault(*argument);
+        readNameAndDefault(*argument, field);
         return field;
     }
     SpecValues values(*argument);

@@ -433,7 +433,7 @@ bool parseInnerTextInto(std::string_view innerText, MacroType& type) {
 }  // namespace
 
 std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText) {
-    MacroType type;
+    MacroType type = macro::Clipboard{};
     if (!parseInnerTextInto(innerText, type)) {
         return std::nullopt;
     }
@@ -482,7 +482,10 @@ std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
         if (macros.capacity() == 0) {
             macros.reserve(survey.occurrences / 2);
         }
-        ParsedMacro& parsed = macros.emplace_back();
+        // Built from a macro without arguments rather than value-initialised, which would first
+        // clear the whole record.
+        ParsedMacro& parsed =
+            macros.emplace_back(macro::Clipboard{}, TextRange{}, std::string(), TextRange{});
         if (parseInnerTextInto(content.substr(bodyStart, *closing - bodyStart), parsed.type)) {
             parsed.range.start = charactersBefore(i);
             parsed.range.end = charactersBefore(end);
