@@ -1,16 +1,13 @@
 #include "core/macros/MacroParser.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdint>
 #include <cstring>
-#include <iterator>
 #include <string>
 #include <utility>
 
 #include "core/base/Text.h"
 #include "core/macros/CharacterView.h"
 #include "core/macros/MacroArguments.h"
+#include "core/macros/MacroKeyword.h"
 
 namespace wordloom {
 namespace {
@@ -139,143 +136,6 @@ std::optional<std::size_t> findClosingPairInScript(std::string_view content, std
     return std::nullopt;
 }
 
-enum class Keyword {
-    date,
-    time,
-    today,
-    tomorrow,
-    yesterday,
-    now,
-    clipboard,
-    selectedText,
-    cursor,
-    uuid,
-    input,
-    textarea,
-    select,
-    optional,
-    optionalEnd,
-    conditionalIf,
-    conditionalElseIf,
-    conditionalElse,
-    conditionalEnd,
-    ai,
-    key,
-    snippet,
-    javascript,
-    random
-};
-
-// Sorted by length, so that a word is only compared with the few names of its own length.
-constexpr std::pair<std::string_view, Keyword> keywordNames[] = {
-    {"if", Keyword::conditionalIf},
-    {"ai", Keyword::ai},
-    {"js", Keyword::javascript},
-    {"now", Keyword::now},
-    {"/if", Keyword::conditionalEnd},
-    {"key", Keyword::key},
-    {"date", Keyword::date},
-    {"time", Keyword::time},
-    {"uuid", Keyword::uuid},
-    {"elif", Keyword::conditionalElseIf},
-    {"else", Keyword::conditionalElse},
-    {"today", Keyword::today},
-    {"input", Keyword::input},
-    {"endif", Keyword::conditionalEnd},
-    {"cursor", Keyword::cursor},
-    {"select", Keyword::select},
-    {"elseif", Keyword::conditionalElseIf},
-    {"random", Keyword::random},
-    {"snippet", Keyword::snippet},
-    {"tomorrow", Keyword::tomorrow},
-    {"selected", Keyword::selectedText},
-    {"textarea", Keyword::textarea},
-    {"optional", Keyword::optional},
-    {"yesterday", Keyword::yesterday},
-    {"clipboard", Keyword::clipboard},
-    {"selection", Keyword::selectedText},
-    {"/optional", Keyword::optionalEnd},
-    {"javascript", Keyword::javascript},
-    {"selected-text", Keyword::selectedText},
-};
-
-constexpr std::size_t longestKeyword = std::size(keywordNames) > 0
-                                           ? std::end(keywordNames)[-1].first.size()
-                                           : 0;
-
-static_assert(std::is_sorted(std::begin(keywordNames), std::end(keywordNames),
-                             [](const auto& a, const auto& b) {
-                                 return a.first.size() < b.first.size();
-                             }));
-
-// firstOfLength[k] is the index of the first name at least k bytes long.
-constexpr auto firstOfLength = [] {
-    std::array<std::size_t, longestKeyword + 2> first{};
-    std::size_t entry = 0;
-    for (std::size_t length = 0; length < first.size(); ++length) {
-        while (entry < std::size(keywordNames) && keywordNames[entry].first.size() < length) {
-            ++entry;
-        }
-        first[length] = entry;
-    }
-    return first;
-}();
-
-// A word of up to 16 bytes as two numbers, zero-padded, with ASCII capitals lower-cased: two
-// comparisons tell whether a word spells a name.
-struct PackedWord {
-    std::uint64_t low = 0;
-    std::uint64_t high = 0;
-    bool operator==(const PackedWord&) const = default;
-};
-
-constexpr PackedWord packLowercased(std::string_view word) {
-    PackedWord packed;
-    for (std::size_t i = 0; i < word.size(); ++i) {
-        const auto c = static_cast<unsigned char>(word[i]);
-        const auto lower = static_cast<std::uint64_t>(c >= 'A' && c <= 'Z' ? c | 0x20 : c);
-        (i < 8 ? packed.low : packed.high) |= lower << (8 * (i % 8));
-    }
-    return packed;
-}
-
-static_assert(longestKeyword <= 2 * sizeof(std::uint64_t));
-
-constexpr auto packedKeywordNames = [] {
-    std::array<PackedWord, std::size(keywordNames)> packed{};
-    for (std::size_t k = 0; k < packed.size(); ++k) {
-        packed[k] = packLowercased(keywordNames[k].first);
-    }
-    return packed;
-}();
-
-std::optional<Keyword> keywordSpelled(std::string_view text) {
-    if (text.size() > longestKeyword) {
-        return std::nullopt;
-    }
-    const PackedWord word = packLowercased(text);
-    for (std::size_t k = firstOfLength[text.size()]; k < firstOfLength[text.size() + 1]; ++k) {
-        if (packedKeywordNames[k] == word) {
-            return keywordNames[k].second;
-        }
-    }
-    return std::nullopt;
-}
-
-// Keywords match in any case. Text outside ASCII is lower-cased the Unicode way first, so that
-// a Kelvin sign still spells "key".
-std::optional<Keyword> keywordNamed(std::string_view text) {
-    if (auto keyword = keywordSpelled(text)) {
-        return keyword;
-    }
-    for (const char c : text) {
-        if (static_cast<unsigned char>(c) >= 0x80) {
-            return keywordSpelled(text::lowercased(text));
-        }
-    }
-    return std::nullopt;
-}
-
 // Splits at the first ":" into at most two pieces, dropping empty pieces (so ":x" is one piece
 // and "x:" has no second piece).
 std::pair<std::string_view, std::optional<std::string_view>> splitKeyword(std::string_view text) {
@@ -305,97 +165,97 @@ std::optional<std::string> owned(std::optional<std::string_view> text) {
 }
 
 // Puts the macro that `keyword` and `argument` spell into `type`; false when they spell none.
-bool buildMacro(Keyword keyword, std::optional<std::string_view> argument, MacroType& type) {
+bool buildMacro(MacroKeyword keyword, std::optional<std::string_view> argument, MacroType& type) {
     const bool hasArgument = argument && !argument->empty();
     switch (keyword) {
-        case Keyword::date:
+        case MacroKeyword::date:
             type = macro::Date{owned(argument), std::nullopt};
             return true;
-        case Keyword::time:
+        case MacroKeyword::time:
             type = macro::Time{owned(argument)};
             return true;
-        case Keyword::today:
+        case MacroKeyword::today:
             type = macro::Today{owned(argument)};
             return true;
-        case Keyword::tomorrow:
+        case MacroKeyword::tomorrow:
             type = macro::Tomorrow{owned(argument)};
             return true;
-        case Keyword::yesterday:
+        case MacroKeyword::yesterday:
             type = macro::Yesterday{owned(argument)};
             return true;
-        case Keyword::now:
+        case MacroKeyword::now:
             type = macro::Now{owned(argument)};
             return true;
-        case Keyword::clipboard:
+        case MacroKeyword::clipboard:
             type = macro::Clipboard{};
             return true;
-        case Keyword::selectedText:
+        case MacroKeyword::selectedText:
             type = macro::SelectedText{};
             return true;
-        case Keyword::cursor:
+        case MacroKeyword::cursor:
             type = macro::Cursor{};
             return true;
-        case Keyword::uuid:
+        case MacroKeyword::uuid:
             type = macro::Uuid{};
             return true;
-        case Keyword::input:
+        case MacroKeyword::input:
             type = args::parseInputSpec(argument);
             return true;
-        case Keyword::textarea:
+        case MacroKeyword::textarea:
             type = args::parseTextareaSpec(argument);
             return true;
-        case Keyword::select:
+        case MacroKeyword::select:
             type = args::parseSelectSpec(argument);
             return true;
-        case Keyword::optional:
+        case MacroKeyword::optional:
             type = args::parseSectionSpec(argument);
             return true;
-        case Keyword::optionalEnd:
+        case MacroKeyword::optionalEnd:
             type = macro::OptionalEnd{};
             return true;
-        case Keyword::conditionalIf:
+        case MacroKeyword::conditionalIf:
             if (!hasArgument) {
                 return false;
             }
             type = macro::ConditionalIf{std::string(*argument)};
             return true;
-        case Keyword::conditionalElseIf:
+        case MacroKeyword::conditionalElseIf:
             if (!hasArgument) {
                 return false;
             }
             type = macro::ConditionalElseIf{std::string(*argument)};
             return true;
-        case Keyword::conditionalElse:
+        case MacroKeyword::conditionalElse:
             type = macro::ConditionalElse{};
             return true;
-        case Keyword::conditionalEnd:
+        case MacroKeyword::conditionalEnd:
             type = macro::ConditionalEnd{};
             return true;
-        case Keyword::ai:
+        case MacroKeyword::ai:
             if (auto ai = hasArgument ? args::parseAISpec(*argument) : std::nullopt) {
                 type = std::move(*ai);
                 return true;
             }
             return false;
-        case Keyword::key:
+        case MacroKeyword::key:
             if (!hasArgument) {
                 return false;
             }
             type = macro::Key{text::lowercased(*argument)};
             return true;
-        case Keyword::snippet:
+        case MacroKeyword::snippet:
             if (!hasArgument) {
                 return false;
             }
             type = macro::Snippet{std::string(*argument)};
             return true;
-        case Keyword::javascript:
+        case MacroKeyword::javascript:
             if (!hasArgument) {
                 return false;
             }
             type = macro::JavaScript{std::string(*argument)};
             return true;
-        case Keyword::random:
+        case MacroKeyword::random:
             type = args::parseRandomRange(argument);
             return true;
     }
@@ -419,7 +279,7 @@ bool parseInnerTextInto(std::string_view innerText, MacroType& type) {
         return true;
     }
     auto [keywordPiece, argumentPiece] = splitKeyword(trimmed);
-    auto keyword = keywordNamed(args::trimSpacesAndTabs(keywordPiece));
+    auto keyword = macroKeywordNamed(args::trimSpacesAndTabs(keywordPiece));
     if (!keyword) {
         return false;
     }
