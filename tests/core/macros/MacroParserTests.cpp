@@ -67,6 +67,33 @@ TEST(MacroParserScanning, RangesCountCharactersAndSkipUnknownPairs) {
     EXPECT_EQ(MacroParser::parse("a\r\n{{cursor}}")[0].range, (TextRange{2, 12}));
 }
 
+// Long content is surveyed in 32-byte rounds whose brace tallies are added up every 127 rounds;
+// what is left over is read byte by byte. Ranges must not depend on where a macro or an unusual
+// byte falls among them.
+TEST(MacroParserScanning, RangesHoldWhereverTheSurveyRoundsFall) {
+    std::string many;
+    for (int i = 0; i < 600; ++i) {
+        many += "{{cursor}}";
+    }
+    auto macros = MacroParser::parse(many);
+    ASSERT_EQ(macros.size(), 600u);
+    EXPECT_EQ(macros.back().range, (TextRange{5990, 6000}));
+
+    for (std::size_t padding = 0; padding < 70; ++padding) {
+        const std::string before(padding, 'x');
+        // Every byte a character, then a CR LF or a non-ASCII character only at the very end.
+        for (const char* tail : {"", "\r\n", "\xC3\xA9", "e\xCC\x81"}) {
+            auto found = MacroParser::parse(before + "{{uuid}}" + tail);
+            ASSERT_EQ(found.size(), 1u) << padding << tail;
+            EXPECT_EQ(found[0].range, (TextRange{padding, padding + 8})) << padding << tail;
+        }
+        // A CR LF before the macro counts as one character.
+        auto afterPair = MacroParser::parse(before + "\r\n{{uuid}}");
+        ASSERT_EQ(afterPair.size(), 1u);
+        EXPECT_EQ(afterPair[0].range, (TextRange{padding + 1, padding + 9})) << padding;
+    }
+}
+
 TEST(MacroParserScanning, BraceCarryingACombiningMarkIsNotABrace) {
     EXPECT_TRUE(MacroParser::parse("{\xCC\x81{cursor}}").empty());
     EXPECT_TRUE(MacroParser::parse("{{cursor}\xCC\x81}").empty());
@@ -149,6 +176,32 @@ TEST(MacroParserKeywords, AreTrimmedAndCaseInsensitive) {
     EXPECT_EQ(only("{{today}}"), MacroType(macro::Today{}));
 }
 
+TEST(MacroParserKeywords, EveryLengthAndNoNearMiss) {
+    EXPECT_EQ(only("{{Js:1}}"), MacroType(macro::JavaScript{"1"}));
+    EXPECT_EQ(only("{{/IF}}"), MacroType(macro::ConditionalEnd{}));
+    EXPECT_EQ(only("{{eLsEiF:x}}"), MacroType(macro::ConditionalElseIf{"x"}));
+    EXPECT_EQ(only("{{/OPTIONAL}}"), MacroType(macro::OptionalEnd{}));
+    EXPECT_EQ(only("{{JavaScript:2}}"), MacroType(macro::JavaScript{"2"}));
+    EXPECT_EQ(only("{{Selected-Text}}"), MacroType(macro::SelectedText{}));
+    // Words that share a length or a beginning with a keyword, or that a careless case fold
+    // (setting bit 5 of every byte) would turn into one, are no keywords.
+    const std::vector<std::string> nearMisses = {"dat",
+                                                 "dates",
+                                                 "selected-texts",
+                                                 "yesterdayy",
+                                                 "\x0F"
+                                                 "if",
+                                                 "selected\rtext",
+                                                 "\x0Foptional",
+                                                 "jS\x80",
+                                                 std::string("date\0", 5),
+                                                 std::string("\0date", 5),
+                                                 "if\xE2\x84\xAA"};
+    for (const std::string& word : nearMisses) {
+        EXPECT_TRUE(MacroParser::parse("{{" + word + "}}").empty()) << word;
+    }
+}
+
 TEST(MacroParserDates, OffsetsAreCaseSensitiveAndKeepTheFormat) {
     EXPECT_EQ(only("{{date+2w}}"),
               MacroType(macro::Date{std::nullopt, DateOffset{2, DateOffsetUnit::weeks}}));
@@ -184,6 +237,22 @@ TEST(MacroParserFields, SelectOptionsAndDefault) {
     EXPECT_EQ(only("{{select:a\\tb,c\\\\,d\\}}"),
               MacroType(macro::Select{std::nullopt, {"a\tb", "c\\", "d\\"}, std::nullopt}));
     EXPECT_EQ(only("{{select:name=Plan}}"), MacroType(macro::Select{"Plan", {}, std::nullopt}));
+}
+
+TEST(MacroParserFields, KeyedSpecsReadTheSameWithOrWithoutEscapes) {
+    // Without a backslash the values are read straight from the argument; one backslash anywhere
+    // sends every segment through the unescaped copy.
+    EXPECT_EQ(only("{{select:NAME=Plan:Options=Free,Pro:default=Pro}}"),
+              MacroType(macro::Select{"Plan", {"Free", "Pro"}, "Pro"}));
+    EXPECT_EQ(only("{{select:name=A\\:B:options=x,y:default=y}}"),
+              MacroType(macro::Select{"A:B", {"x", "y"}, "y"}));
+    EXPECT_EQ(only("{{select:name=Plan:options=x,y:default=y\\n}}"),
+              MacroType(macro::Select{"Plan", {"x", "y"}, "y\n"}));
+    EXPECT_EQ(only("{{textarea:rows=2:name=\\tN:cols=3:rows=5}}"),
+              MacroType(macro::Textarea{"\tN", std::nullopt, 5, 3}));
+    // Keys outside the spec, and keys that only resemble one, are skipped.
+    EXPECT_EQ(only("{{input:names=x:nam=y:name =z:width=7}}"),
+              MacroType(macro::Input{std::nullopt, std::nullopt, 7}));
 }
 
 TEST(MacroParserFields, OptionalSections) {
