@@ -221,7 +221,12 @@ class EventPrinter {
     std::string stamp() const {
         const auto elapsed =
             std::chrono::duration_cast<std::chrono::milliseconds>(clock_.now() - start_);
-        return "+" + std::to_string(elapsed.count()) + "ms ";
+        // Appended rather than concatenated: GCC 12 warns falsely (-Wrestrict) about
+        // "literal" + std::string&&.
+        std::string stamp = "+";
+        stamp += std::to_string(elapsed.count());
+        stamp += "ms ";
+        return stamp;
     }
 
     std::ostream& out_;
