@@ -223,10 +223,10 @@ class EventPrinter {
             std::chrono::duration_cast<std::chrono::milliseconds>(clock_.now() - start_);
         // Appended rather than concatenated: GCC 12 warns falsely (-Wrestrict) about
         // "literal" + std::string&&.
-        std::string stamp = "+";
-        stamp += std::to_string(elapsed.count());
-        stamp += "ms ";
-        return stamp;
+        std::string text = "+";
+        text += std::to_string(elapsed.count());
+        text += "ms ";
+        return text;
     }
 
     std::ostream& out_;
