@@ -290,6 +290,19 @@ bool parseInnerTextInto(std::string_view innerText, MacroType& type) {
     return buildMacro(*keyword, argument, type);
 }
 
+// Appends a record for a macro without arguments, built in its place rather than
+// value-initialised, which would first clear the whole record (GCC does that with a slow-starting
+// "rep stos"). Compilers without parenthesised aggregate initialisation build it beside and move
+// it.
+ParsedMacro& appendBlankMacro(std::vector<ParsedMacro>& macros) {
+#if defined(__cpp_aggregate_paren_init)
+    return macros.emplace_back(macro::Clipboard{}, TextRange{}, std::string(), TextRange{});
+#else
+    return macros.emplace_back(
+        ParsedMacro{macro::Clipboard{}, TextRange{}, std::string(), TextRange{}});
+#endif
+}
+
 }  // namespace
 
 std::optional<MacroType> MacroParser::parseInnerText(std::string_view innerText) {
@@ -342,10 +355,7 @@ std::vector<ParsedMacro> MacroParser::parse(std::string_view content) {
         if (macros.capacity() == 0) {
             macros.reserve(survey.occurrences / 2);
         }
-        // Built from a macro without arguments rather than value-initialised, which would first
-        // clear the whole record.
-        ParsedMacro& parsed =
-            macros.emplace_back(macro::Clipboard{}, TextRange{}, std::string(), TextRange{});
+        ParsedMacro& parsed = appendBlankMacro(macros);
         if (parseInnerTextInto(content.substr(bodyStart, *closing - bodyStart), parsed.type)) {
             parsed.range.start = charactersBefore(i);
             parsed.range.end = charactersBefore(end);
