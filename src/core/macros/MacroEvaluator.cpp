@@ -179,11 +179,12 @@ class EvaluationRun {
                     }
                     break;
                 case MacroBlock::Kind::stray:
-                    fail(out, "[Unmatched " + level.macros[block.macroIndex].originalText + "]");
+                    fail(out,
+                         "[Unmatched " + level.macros[block.macroIndex].originalText.str() + "]");
                     break;
                 case MacroBlock::Kind::tooDeep:
-                    fail(out, "[Too deeply nested: " + level.macros[block.macroIndex].originalText +
-                                  "]");
+                    fail(out, "[Too deeply nested: " +
+                                  level.macros[block.macroIndex].originalText.str() + "]");
                     break;
             }
         }
@@ -325,7 +326,7 @@ class EvaluationRun {
     }
 
     void runScript(const Level& level, std::size_t index, const std::string& code,
-                   const std::string& originalText, Output& out) {
+                   std::string_view originalText, Output& out) {
         const EvaluationContext& context = level.context;
         if (context.isPreviewOnly) {
             out.text += originalText;
@@ -356,7 +357,7 @@ class EvaluationRun {
         out.text += result.output;
     }
 
-    void generate(const Level& level, const macro::AI& ai, const std::string& originalText,
+    void generate(const Level& level, const macro::AI& ai, std::string_view originalText,
                   Output& out) {
         const EvaluationContext& context = level.context;
         if (context.isPreviewOnly) {

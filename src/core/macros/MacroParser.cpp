@@ -296,10 +296,10 @@ bool parseInnerTextInto(std::string_view innerText, MacroType& type) {
 // it.
 ParsedMacro& appendBlankMacro(std::vector<ParsedMacro>& macros) {
 #if defined(__cpp_aggregate_paren_init)
-    return macros.emplace_back(macro::Clipboard{}, TextRange{}, std::string(), TextRange{});
+    return macros.emplace_back(macro::Clipboard{}, TextRange{}, InlineText(), TextRange{});
 #else
     return macros.emplace_back(
-        ParsedMacro{macro::Clipboard{}, TextRange{}, std::string(), TextRange{}});
+        ParsedMacro{macro::Clipboard{}, TextRange{}, InlineText(), TextRange{}});
 #endif
 }
 

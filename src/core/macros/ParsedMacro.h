@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 
+#include "core/base/InlineText.h"
 #include "core/macros/MacroType.h"
 
 namespace wordloom {
@@ -22,7 +22,7 @@ struct ParsedMacro {
     /// clusters) of the content.
     TextRange range;
     /// The whole macro as written, braces included.
-    std::string originalText;
+    InlineText originalText;
     /// The same span as `range`, in bytes of the UTF-8 content.
     TextRange byteRange;
 
