@@ -247,8 +247,8 @@ void forEachKeyValue(std::string_view argument, std::string& unescaped, Visit vi
     }
 }
 
-// The values of the keys a spec reads; a later segment with the same key replaces an earlier one.
-// The values are views into the argument, or into the spec's own unescaped copy of it.
+// The values of the keys a field's argument may hold; a later segment with the same key replaces an
+// earlier one. The values are views into the argument, or into this object's unescaped copy of it.
 class SpecValues {
   public:
     std::optional<std::string_view> name;

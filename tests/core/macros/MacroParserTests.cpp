@@ -250,7 +250,7 @@ TEST(MacroParserFields, KeyedSpecsReadTheSameWithOrWithoutEscapes) {
               MacroType(macro::Select{"Plan", {"x", "y"}, "y\n"}));
     EXPECT_EQ(only("{{textarea:rows=2:name=\\tN:cols=3:rows=5}}"),
               MacroType(macro::Textarea{"\tN", std::nullopt, 5, 3}));
-    // Keys outside the spec, and keys that only resemble one, are skipped.
+    // Keys a field does not read, and keys that only resemble one, are skipped.
     EXPECT_EQ(only("{{input:names=x:nam=y:name =z:width=7}}"),
               MacroType(macro::Input{std::nullopt, std::nullopt, 7}));
 }
