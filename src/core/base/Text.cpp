@@ -6,20 +6,12 @@
 #include <unicode/utext.h>
 #include <unicode/utf8.h>
 
+#include <cstdint>
+#include <cstring>
 #include <memory>
 
 namespace wordloom::text {
 namespace {
-
-// Plain ASCII needs no break iterator: every byte is a character except that CR LF is one.
-bool isAscii(std::string_view text) {
-    for (unsigned char c : text) {
-        if (c >= 0x80) {
-            return false;
-        }
-    }
-    return true;
-}
 
 icu::BreakIterator& characterIterator() {
     thread_local std::unique_ptr<icu::BreakIterator> iterator = [] {
@@ -66,6 +58,23 @@ char32_t decodeAt(std::string_view text, std::size_t& offset) {
 }
 
 }  // namespace
+
+// Eight bytes at a time: snippet texts are checked on every expansion.
+bool isAscii(std::string_view text) {
+    const char* bytes = text.data();
+    const std::size_t size = text.size();
+    std::uint64_t seen = 0;
+    std::size_t i = 0;
+    for (; i + 8 <= size; i += 8) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes + i, 8);
+        seen |= word;
+    }
+    for (; i < size; ++i) {
+        seen |= static_cast<unsigned char>(bytes[i]);
+    }
+    return (seen & 0x8080808080808080ULL) == 0;
+}
 
 std::vector<std::size_t> characterBoundaries(std::string_view text) {
     std::vector<std::size_t> boundaries;

@@ -30,6 +30,10 @@ std::string_view trimSpacesAndTabs(std::string_view text);
 /// Whether any code point is a control character (general category Cc).
 bool containsControlCharacter(std::string_view text);
 
+/// Whether every byte is below 0x80. Plain ASCII needs no break iterator: every byte is a
+/// character, except that CR LF is one.
+bool isAscii(std::string_view text);
+
 /// Locale-independent full case mappings.
 std::string lowercased(std::string_view text);
 std::string uppercased(std::string_view text);

@@ -11,22 +11,6 @@
 namespace wordloom {
 namespace {
 
-bool isAscii(std::string_view text) {
-    const char* bytes = text.data();
-    const std::size_t size = text.size();
-    std::uint64_t seen = 0;
-    std::size_t i = 0;
-    for (; i + 8 <= size; i += 8) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, bytes + i, 8);
-        seen |= word;
-    }
-    for (; i < size; ++i) {
-        seen |= static_cast<unsigned char>(bytes[i]);
-    }
-    return (seen & 0x8080808080808080ULL) == 0;
-}
-
 std::size_t countCarriageReturnLineFeeds(std::string_view text) {
     std::size_t pairs = 0;
     for (std::size_t at = text.find('\r'); at != std::string_view::npos;
@@ -132,7 +116,7 @@ ByteSurvey surveyBytes(std::string_view text, char counted) {
 }
 
 std::size_t count(std::string_view text) {
-    if (isAscii(text)) {
+    if (text::isAscii(text)) {
         return text.size() - countCarriageReturnLineFeeds(text);
     }
     return text::characterCount(text);
@@ -141,7 +125,7 @@ std::size_t count(std::string_view text) {
 }  // namespace characters
 
 CharacterView::CharacterView(std::string_view text) : text_(text) {
-    if (isAscii(text) && countCarriageReturnLineFeeds(text) == 0) {
+    if (text::isAscii(text) && countCarriageReturnLineFeeds(text) == 0) {
         count_ = text.size();
         return;
     }

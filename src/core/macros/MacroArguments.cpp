@@ -186,11 +186,6 @@ bool spellsIgnoringAsciiCase(std::string_view key, std::string_view lowerName) {
     return true;
 }
 
-bool isAscii(std::string_view text) {
-    return std::none_of(text.begin(), text.end(),
-                        [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
-}
-
 // Index of the name in `lowerNames` that `key` spells in any case, or nothing. Keys outside ASCII
 // are lower-cased the Unicode way first.
 template <std::size_t count>
@@ -201,7 +196,7 @@ std::optional<std::size_t> keyIndex(std::string_view key,
             return i;
         }
     }
-    if (isAscii(key)) {
+    if (text::isAscii(key)) {
         return std::nullopt;
     }
     const std::string lower = text::lowercased(key);

@@ -1,6 +1,5 @@
 #include "core/macros/MacroParser.h"
 
-#include <cstring>
 #include <string>
 #include <utility>
 
