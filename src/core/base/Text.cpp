@@ -114,6 +114,10 @@ std::size_t characterCount(std::string_view text) {
 }
 
 bool isWhitespaceOrNewline(char32_t codePoint) {
+    // In ASCII, White_Space is the space and tab to carriage return; no need to ask ICU.
+    if (codePoint < 0x80) {
+        return codePoint == ' ' || (codePoint >= '\t' && codePoint <= '\r');
+    }
     return u_isUWhiteSpace(static_cast<UChar32>(codePoint)) != 0;
 }
 

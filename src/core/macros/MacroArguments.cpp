@@ -15,21 +15,6 @@
 namespace wordloom::macro_arguments {
 namespace {
 
-std::string lowercasedKey(std::string_view key) {
-    for (unsigned char c : key) {
-        if (c >= 0x80) {
-            return text::lowercased(key);
-        }
-    }
-    std::string lower(key);
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return lower;
-}
-
 bool containsEquals(std::string_view text) {
     return text.find('=') != std::string_view::npos;
 }
@@ -65,9 +50,6 @@ bool matchesEndAnchor(std::string_view rest) {
 
 // ICU's "\s", which is Unicode's White_Space property (\v and U+0085 included).
 bool isRegexSpace(UChar32 c) {
-    if (c < 0x80) {
-        return c == ' ' || (c >= '\t' && c <= '\r');
-    }
     return text::isWhitespaceOrNewline(static_cast<char32_t>(c));
 }
 
@@ -300,7 +282,7 @@ std::map<std::string, std::string> keyValueSegments(std::string_view argument) {
     std::map<std::string, std::string> values;
     std::string unescaped;
     forEachKeyValue(argument, unescaped, [&](std::string_view key, std::string_view value) {
-        values[lowercasedKey(key)] = std::string(value);
+        values[text::lowercased(key)] = std::string(value);
     });
     return values;
 }
@@ -451,7 +433,7 @@ macro::Optional parseSectionSpec(std::optional<std::string_view> argument) {
     SpecValues values(*argument);
     section.name = values.collapsedName();
     if (values.defaultValue) {
-        section.defaultOn = lowercasedKey(*values.defaultValue) == "yes";
+        section.defaultOn = text::lowercased(*values.defaultValue) == "yes";
     }
     return section;
 }
@@ -468,7 +450,7 @@ std::optional<macro::AI> parseAISpec(std::string_view argument) {
     for (std::string& segment : splitEscapedSegments(argument)) {
         std::size_t equals = characters::find(segment, '=');
         if (equals != std::string::npos) {
-            std::string key = lowercasedKey(std::string_view(segment).substr(0, equals));
+            std::string key = text::lowercased(std::string_view(segment).substr(0, equals));
             std::string value = segment.substr(equals + 1);
             if (key == "prompt") {
                 prompt = std::move(value);
