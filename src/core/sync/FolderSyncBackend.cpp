@@ -41,7 +41,9 @@ std::optional<std::int64_t> batchSequence(const std::string& name) {
     return value > 0 ? std::optional<std::int64_t>(value) : std::nullopt;
 }
 
-bool isDeviceName(const std::string& name) { return Uuid::parse(name).has_value(); }
+bool isDeviceName(const std::string& name) {
+    return Uuid::parse(name).has_value();
+}
 
 std::map<std::string, std::int64_t> decodeToken(const std::optional<std::string>& token) {
     std::map<std::string, std::int64_t> cursor;
@@ -83,7 +85,9 @@ bool isNewer(std::int64_t lamport, const std::string& device, const std::string&
 FolderSyncBackend::FolderSyncBackend(fs::path folder, std::string deviceId)
     : folder_(std::move(folder)), deviceId_(std::move(deviceId)) {}
 
-fs::path FolderSyncBackend::root() const { return folder_ / subfolderName; }
+fs::path FolderSyncBackend::root() const {
+    return folder_ / subfolderName;
+}
 
 void FolderSyncBackend::ensureZone() {
     std::error_code failure;
@@ -148,8 +152,8 @@ FolderSyncBackend::Scan FolderSyncBackend::scan(
                     Version version{device, *lamportValue,
                                     deleted && json::asBool(*deleted).value_or(false),
                                     decodeSyncRecord(*record)};
-                    version.record.changeTag = device + ":" + std::to_string(sequence) + ":" +
-                                               std::to_string(index++);
+                    version.record.changeTag =
+                        device + ":" + std::to_string(sequence) + ":" + std::to_string(index++);
                     versions.push_back(std::move(version));
                 }
             } catch (const std::exception& error) {
@@ -183,13 +187,15 @@ CollectedChanges FolderSyncBackend::fetchChanges(const std::optional<std::string
     CollectedChanges changes;
     for (const auto& [name, head] : scanned.heads) {
         const auto then = scanned.headsThen.find(name);
-        const bool unchanged =
-            then != scanned.headsThen.end() && then->second.record.changeTag == head.record.changeTag;
+        const bool unchanged = then != scanned.headsThen.end() &&
+                               then->second.record.changeTag == head.record.changeTag;
         if (unchanged) {
             continue;
         }
         if (head.deleted) {
-            if (then != scanned.headsThen.end() && !then->second.deleted) {
+            // Also when the reader never saw the record: it may have uploaded it itself
+            // after its last fetch.
+            if (then == scanned.headsThen.end() || !then->second.deleted) {
                 changes.deletedRecordIDs.push_back({head.record.recordType, name});
             }
         } else {
@@ -209,8 +215,8 @@ std::optional<SyncRecord> FolderSyncBackend::lookup(const SyncRecordId& record) 
     return it->second.record;
 }
 
-std::vector<SyncWriteResult> FolderSyncBackend::modify(
-    const std::vector<SyncRecord>& saves, const std::vector<SyncRecordId>& deletions) {
+std::vector<SyncWriteResult> FolderSyncBackend::modify(const std::vector<SyncRecord>& saves,
+                                                       const std::vector<SyncRecordId>& deletions) {
     ensureZone();
     const auto scanned = scan({});
     std::int64_t lamport = scanned.maxLamport;

@@ -31,8 +31,7 @@ Snippet merge(const Snippet& local, const Snippet& remote) {
 
 }  // namespace
 
-ConflictDecision decideConflict(const SyncConflict& conflict,
-                                ConflictResolutionStrategy strategy) {
+ConflictDecision decideConflict(const SyncConflict& conflict, ConflictResolutionStrategy strategy) {
     switch (conflict.conflictType) {
         case ConflictType::localDeletedRemoteModified:
             return {strategy == ConflictResolutionStrategy::localWins ? Outcome::keepLocal
@@ -54,7 +53,8 @@ ConflictDecision decideConflict(const SyncConflict& conflict,
         case ConflictResolutionStrategy::remoteWins:
             return {Outcome::takeRemote};
         case ConflictResolutionStrategy::mostRecent:
-            return {local.modifiedAt > remote.modifiedAt ? Outcome::keepLocal : Outcome::takeRemote};
+            return {local.modifiedAt > remote.modifiedAt ? Outcome::keepLocal
+                                                         : Outcome::takeRemote};
         case ConflictResolutionStrategy::merge:
             if (!sameContent(local, remote)) {
                 return {Outcome::askUser};

@@ -11,8 +11,7 @@ class SyncRecordError : public std::runtime_error {
     enum class Kind { couldNotDecode, unknownType, missingChangeToken };
 
     static SyncRecordError couldNotDecode(const std::string& recordType,
-                                          const std::string& recordName,
-                                          const std::string& reason);
+                                          const std::string& recordName, const std::string& reason);
     static SyncRecordError unknownType(const std::string& recordType,
                                        const std::string& recordName);
     static SyncRecordError missingChangeToken();

@@ -13,9 +13,8 @@ Entries::iterator find(Entries& entries, const SyncRecordId& record) {
 }
 
 const SyncOutboxEntry* findConst(const Entries& entries, const SyncRecordId& record) {
-    const auto it = std::find_if(entries.begin(), entries.end(), [&](const SyncOutboxEntry& e) {
-        return e.record == record;
-    });
+    const auto it = std::find_if(entries.begin(), entries.end(),
+                                 [&](const SyncOutboxEntry& e) { return e.record == record; });
     return it == entries.end() ? nullptr : &*it;
 }
 

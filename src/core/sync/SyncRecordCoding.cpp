@@ -31,8 +31,12 @@ std::string_view legacyContentType(ContentType type) {
     return "plainText";
 }
 
-SyncFieldValue text(std::string_view value) { return {std::string(value)}; }
-SyncFieldValue flag(bool value) { return {static_cast<std::int64_t>(value ? 1 : 0)}; }
+SyncFieldValue text(std::string_view value) {
+    return {std::string(value)};
+}
+SyncFieldValue flag(bool value) {
+    return {static_cast<std::int64_t>(value ? 1 : 0)};
+}
 
 std::string hotkeyJson(const SnippetHotkey& hotkey) {
     JsonWriter w(false);
@@ -59,7 +63,9 @@ std::string appsJson(const std::vector<AppIdentifier>& apps) {
     return w.take();
 }
 
-Bytes bytesOf(std::string_view text) { return Bytes(text.begin(), text.end()); }
+Bytes bytesOf(std::string_view text) {
+    return Bytes(text.begin(), text.end());
+}
 
 /// Adds a JSON blob field, or skips it with the log line the other copies write.
 void setJson(SyncRecord& record, std::string name, const std::function<std::string()>& encode) {
@@ -249,9 +255,10 @@ Snippet decodeSnippetRecord(const SyncRecord& record, Timestamp fallbackDate) {
     s.abbreviation = *abbreviation;
     s.label = stringField(record, "label").value_or("");
     s.content = stringField(record, "content").value_or("");
-    s.contentType = enumField<ContentType>(record, "contentTypeV2")
-                        .value_or(enumField<ContentType>(record, "contentType")
-                                      .value_or(ContentType::plainText));
+    s.contentType =
+        enumField<ContentType>(record, "contentTypeV2")
+            .value_or(
+                enumField<ContentType>(record, "contentType").value_or(ContentType::plainText));
     s.codeLanguage = enumField<CodeLanguage>(record, "codeLanguage");
     s.groupId = uuidField(record, "groupId");
     if (const auto* tags = record.field("tags"); tags && tags->asStringList()) {
@@ -272,9 +279,10 @@ Snippet decodeSnippetRecord(const SyncRecord& record, Timestamp fallbackDate) {
     if (const auto hotkey = jsonField(record, "hotkeyData")) {
         s.hotkey = decodeHotkey(*hotkey);
     }
-    s.matchType =
-        enumField<AbbreviationMatchType>(record, "matchType").value_or(AbbreviationMatchType::exact);
-    s.appFilterMode = enumField<AppFilterMode>(record, "appFilterMode").value_or(AppFilterMode::all);
+    s.matchType = enumField<AbbreviationMatchType>(record, "matchType")
+                      .value_or(AbbreviationMatchType::exact);
+    s.appFilterMode =
+        enumField<AppFilterMode>(record, "appFilterMode").value_or(AppFilterMode::all);
     if (const auto apps = jsonField(record, "filteredAppsData")) {
         s.filteredApps = decodeApps(*apps);
     }
@@ -339,8 +347,9 @@ std::string syncRecordFingerprint(const SyncRecord& record) {
     encodeSyncRecord(w, untagged);
     const auto encoded = w.take();
     unsigned char digest[16];
-    crypto_generichash(digest, sizeof digest, reinterpret_cast<const unsigned char*>(encoded.data()),
-                       encoded.size(), nullptr, 0);
+    crypto_generichash(digest, sizeof digest,
+                       reinterpret_cast<const unsigned char*>(encoded.data()), encoded.size(),
+                       nullptr, 0);
     std::string hex(sizeof digest * 2, '\0');
     sodium_bin2hex(hex.data(), hex.size() + 1, digest, sizeof digest);
     return hex;

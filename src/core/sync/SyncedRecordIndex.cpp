@@ -89,7 +89,9 @@ void SyncedRecordIndex::agree(const SyncRecord& serverRecord, std::string finger
     entries_.insert_or_assign(serverRecord.recordName, std::move(entry));
 }
 
-void SyncedRecordIndex::remove(const std::string& recordName) { entries_.erase(recordName); }
+void SyncedRecordIndex::remove(const std::string& recordName) {
+    entries_.erase(recordName);
+}
 
 std::optional<SyncRecord> SyncedRecordIndex::serverSkeleton(const std::string& recordName) const {
     const auto* entry = find(recordName);

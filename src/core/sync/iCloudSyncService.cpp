@@ -46,7 +46,9 @@ iCloudSyncService::iCloudSyncService(Executor& executor, SnippetStore& store,
     }
 }
 
-iCloudSyncService::~iCloudSyncService() { *alive_ = false; }
+iCloudSyncService::~iCloudSyncService() {
+    *alive_ = false;
+}
 
 bool iCloudSyncService::isTestHost() {
     return std::getenv("WORDLOOM_TEST_HOST") != nullptr ||
@@ -174,8 +176,7 @@ void iCloudSyncService::saveConflicts() {
     try {
         writeFileAtomically(dataFolder_ / conflictsFileName, w.take() + "\n");
     } catch (const std::exception& error) {
-        logger_.error(std::string("[iCloudSync] Couldn't save pending conflicts: ") +
-                      error.what());
+        logger_.error(std::string("[iCloudSync] Couldn't save pending conflicts: ") + error.what());
     }
 }
 
@@ -422,7 +423,8 @@ void iCloudSyncService::agreeWithLocal(const SyncRecord& serverRecord) {
 
 void iCloudSyncService::applyRemoteRecord(Pass& pass, const SyncRecord& record) {
     const SyncRecordId id{record.recordType, record.recordName};
-    if (record.recordType != syncRecordType::snippet && record.recordType != syncRecordType::group) {
+    if (record.recordType != syncRecordType::snippet &&
+        record.recordType != syncRecordType::group) {
         logger_.error("[iCloudSync] Skipping unknown record type " + record.recordType +
                       " (recordName: " + record.recordName +
                       "). Clearing change token so next sync re-fetches.");
@@ -438,11 +440,10 @@ void iCloudSyncService::applyRemoteRecord(Pass& pass, const SyncRecord& record) 
             auto group = decodeGroupRecord(record, executor_.now());
             const auto* local = store_.group(group.id);
             const bool localPending = outboxState_.pendingChange(id) != nullptr;
-            const bool keepLocal =
-                localPending && local &&
-                (strategy_ == ConflictResolutionStrategy::localWins ||
-                 (strategy_ != ConflictResolutionStrategy::remoteWins &&
-                  local->modifiedAt > group.modifiedAt));
+            const bool keepLocal = localPending && local &&
+                                   (strategy_ == ConflictResolutionStrategy::localWins ||
+                                    (strategy_ != ConflictResolutionStrategy::remoteWins &&
+                                     local->modifiedAt > group.modifiedAt));
             if (keepLocal) {
                 // Uploaded over the server's copy in this pass.
                 serverRecordCache_.remember(record);
@@ -463,9 +464,9 @@ void iCloudSyncService::applyRemoteRecord(Pass& pass, const SyncRecord& record) 
             return;
         }
         if (outboxState_.pendingDeletion(id)) {
-            settleConflict(pass, {remote.id, std::nullopt, remote,
-                                  ConflictType::localDeletedRemoteModified},
-                           &record);
+            settleConflict(
+                pass, {remote.id, std::nullopt, remote, ConflictType::localDeletedRemoteModified},
+                &record);
             return;
         }
         store_.applyExternalSnippet(std::move(remote), beforeSyncReason);
@@ -476,10 +477,9 @@ void iCloudSyncService::applyRemoteRecord(Pass& pass, const SyncRecord& record) 
     } catch (const SyncImageAssetError& error) {
         pass.report.warnings.push_back(error.what());
     } catch (const std::exception& error) {
-        pass.report.warnings.push_back(std::string(SyncRecordError::couldNotDecode(
-                                                       record.recordType, record.recordName,
-                                                       error.what())
-                                                       .what()));
+        pass.report.warnings.push_back(std::string(
+            SyncRecordError::couldNotDecode(record.recordType, record.recordName, error.what())
+                .what()));
     }
 }
 
@@ -506,8 +506,8 @@ void iCloudSyncService::applyRemoteDeletion(Pass& pass, const SyncRecordId& id) 
     }
     if (outboxState_.pendingChange(id)) {
         index_.remove(id.recordName);
-        settleConflict(pass, {*uuid, *local, std::nullopt, ConflictType::localModifiedRemoteDeleted},
-                       nullptr);
+        settleConflict(
+            pass, {*uuid, *local, std::nullopt, ConflictType::localModifiedRemoteDeleted}, nullptr);
         return;
     }
     index_.remove(id.recordName);
@@ -627,8 +627,7 @@ void iCloudSyncService::uploadRound(std::shared_ptr<Pass> pass, int round) {
         try {
             for (std::size_t start = 0; start < shared->size(); start += batchLimit) {
                 std::vector<SyncRecord> batch;
-                for (std::size_t i = start; i < std::min(shared->size(), start + batchLimit);
-                     ++i) {
+                for (std::size_t i = start; i < std::min(shared->size(), start + batchLimit); ++i) {
                     batch.push_back((*shared)[i].record);
                 }
                 auto answer = pass->backend->modify(batch, {});
@@ -637,8 +636,8 @@ void iCloudSyncService::uploadRound(std::shared_ptr<Pass> pass, int round) {
             for (std::size_t start = 0; start < deletions.size(); start += batchLimit) {
                 std::vector<SyncRecordId> batch(
                     deletions.begin() + static_cast<std::ptrdiff_t>(start),
-                    deletions.begin() +
-                        static_cast<std::ptrdiff_t>(std::min(deletions.size(), start + batchLimit)));
+                    deletions.begin() + static_cast<std::ptrdiff_t>(
+                                            std::min(deletions.size(), start + batchLimit)));
                 auto answer = pass->backend->modify({}, batch);
                 results.insert(results.end(), answer.begin(), answer.end());
             }
@@ -652,8 +651,8 @@ void iCloudSyncService::uploadRound(std::shared_ptr<Pass> pass, int round) {
         } catch (const std::exception& failure) {
             error = failure.what();
         }
-        executor_.post([this, alive, pass, round, shared, deletions,
-                        results = std::move(results), error]() mutable {
+        executor_.post([this, alive, pass, round, shared, deletions, results = std::move(results),
+                        error]() mutable {
             if (alive.expired()) {
                 return;
             }

@@ -5,7 +5,9 @@
 namespace wordloom {
 namespace {
 
-Timestamp at(std::int64_t seconds) { return Timestamp(std::chrono::seconds(seconds)); }
+Timestamp at(std::int64_t seconds) {
+    return Timestamp(std::chrono::seconds(seconds));
+}
 
 Snippet sample() {
     Snippet s;
@@ -19,7 +21,9 @@ Snippet sample() {
     return s;
 }
 
-std::optional<Bytes> noImage(const Snippet&) { return std::nullopt; }
+std::optional<Bytes> noImage(const Snippet&) {
+    return std::nullopt;
+}
 
 TEST(SyncRecordCoding, WritesTheSnippetFieldsInTheirFixedOrder) {
     auto s = sample();
@@ -37,11 +41,12 @@ TEST(SyncRecordCoding, WritesTheSnippetFieldsInTheirFixedOrder) {
         names.push_back(name);
     }
     EXPECT_EQ(names, (std::vector<std::string>{
-                         "abbreviation", "label", "content", "contentType", "contentTypeV2",
-                         "codeLanguage", "groupId", "tags", "isEnabled", "caseSensitivity",
-                         "triggerMode", "createdAt", "modifiedAt", "useCount", "lastUsedAt",
-                         "deletedAt", "richTextData", "hotkeyData", "matchType", "appFilterMode",
-                         "filteredAppsData", "imageFileName", "imageAsset"}));
+                         "abbreviation",     "label",           "content",     "contentType",
+                         "contentTypeV2",    "codeLanguage",    "groupId",     "tags",
+                         "isEnabled",        "caseSensitivity", "triggerMode", "createdAt",
+                         "modifiedAt",       "useCount",        "lastUsedAt",  "deletedAt",
+                         "richTextData",     "hotkeyData",      "matchType",   "appFilterMode",
+                         "filteredAppsData", "imageFileName",   "imageAsset"}));
     EXPECT_EQ(record.recordType, "Snippet");
     EXPECT_EQ(record.recordName, s.id.toString());
     EXPECT_EQ(*record.field("createdAt")->asTimestamp(), at(1000));
@@ -191,7 +196,8 @@ TEST(SyncRecordJson, RoundTripsEveryValueShape) {
 
 TEST(SyncRecordJson, RejectsMalformedRecords) {
     for (const char* text :
-         {R"([])", R"({"recordType":"Snippet"})", R"({"recordType":"S","recordName":"N","fields":[]})",
+         {R"([])", R"({"recordType":"Snippet"})",
+          R"({"recordType":"S","recordName":"N","fields":[]})",
           R"({"recordType":"S","recordName":"N","fields":{"x":{"type":"INT64","value":"1"}}})",
           R"({"recordType":"S","recordName":"N","fields":{"x":{"type":"GEO","value":1}}})",
           R"({"recordType":"S","recordName":"N","fields":{"x":{"value":1}}})"}) {
