@@ -4,10 +4,12 @@
 #include <stdexcept>
 
 #include "core/base/FileIO.h"
+#include "core/base/Iso8601.h"
 #include "core/library/LibraryCoding.h"
 #include "core/library/SnippetImageStore.h"
 #include "core/library/SnippetStore.h"
 #include "core/library/UserDefaults.h"
+#include "core/sync/SyncLock.h"
 
 namespace wordloom {
 
@@ -29,6 +31,7 @@ struct iCloudSyncService::Pass {
     std::shared_ptr<SyncBackend> backend;
     std::optional<std::string> token;
     bool clearToken = false;
+    std::shared_ptr<SyncLock> lock;
     std::vector<std::function<void(const SyncPassReport&)>> callbacks;
 };
 
@@ -65,7 +68,10 @@ void iCloudSyncService::setBackend(std::shared_ptr<SyncBackend> backend) {
         setStatus({SyncStatus::Kind::disabled, {}});
         return;
     }
-    loadState();
+    SyncLock lock(dataFolder_);
+    if (lock.isHeld()) {
+        loadState();
+    }
     setStatus({SyncStatus::Kind::idle, {}});
 }
 
@@ -82,14 +88,18 @@ void iCloudSyncService::setStatus(SyncStatus status) {
 }
 
 void iCloudSyncService::loadState() {
-    if (stateLoaded_) {
-        return;
-    }
-    stateLoaded_ = true;
+    // Read afresh every time: a `wordloom sync` command may have changed the files since.
     auto loaded = outboxJournal_.load();
     outboxState_ = std::move(loaded.state);
-    outboxRequiresFullReconciliation_ = loaded.requiresFullReconciliation;
-    journalMessage_ = std::move(loaded.message);
+    outboxRequiresFullReconciliation_ =
+        outboxRequiresFullReconciliation_ || loaded.requiresFullReconciliation;
+    if (loaded.message) {
+        journalMessage_ = std::move(loaded.message);
+    }
+    pendingConflicts_.clear();
+    if (const auto last = defaults_.stringForKey(lastSyncDateKey)) {
+        lastSyncDate_ = parseIso8601(*last);
+    }
     try {
         index_ = SyncedRecordIndex::load(dataFolder_ / SyncedRecordIndex::fileName);
     } catch (const std::exception& error) {
@@ -246,7 +256,15 @@ void iCloudSyncService::queueLocalChanges() {
     if (!backend_ || isApplyingRemoteChanges_ || isTestHost()) {
         return;
     }
-    loadState();
+    // During a pass this process holds the lock and its state is current.
+    std::optional<SyncLock> lock;
+    if (!passInProgress_) {
+        lock.emplace(dataFolder_);
+        if (!lock->isHeld()) {
+            return;  // another process is syncing; the next comparison finds these changes
+        }
+        loadState();
+    }
     bool changed = false;
     const auto consider = [&](const SyncRecordId& id, const std::string& fingerprint) {
         const auto* agreed = index_.find(id.recordName);
@@ -331,12 +349,21 @@ void iCloudSyncService::syncNow(std::function<void(const SyncPassReport&)> done)
         }
         return;
     }
-    passInProgress_ = true;
     auto pass = std::make_shared<Pass>();
     pass->backend = backend_;
     if (done) {
         pass->callbacks.push_back(std::move(done));
     }
+    pass->lock = std::make_shared<SyncLock>(dataFolder_);
+    if (!pass->lock->isHeld()) {
+        pass->report.error = "Another Wordloom process is syncing this library right now.";
+        for (const auto& callback : pass->callbacks) {
+            executor_.post([callback, report = pass->report] { callback(report); });
+        }
+        return;
+    }
+    loadState();
+    passInProgress_ = true;
     setStatus({SyncStatus::Kind::syncing, {}});
     // Everything local is in the journal before anything goes out.
     queueLocalChanges();
@@ -451,6 +478,9 @@ void iCloudSyncService::applyRemoteRecord(Pass& pass, const SyncRecord& record) 
                 index_.agree(record, entry ? entry->fingerprint : std::string());
                 return;
             }
+            if (!local) {
+                adoptIdenticalGroup(group);
+            }
             store_.applyExternalGroup(std::move(group));
             outboxState_.forget(id);
             agreeWithLocal(record);
@@ -458,6 +488,9 @@ void iCloudSyncService::applyRemoteRecord(Pass& pass, const SyncRecord& record) 
             return;
         }
         auto remote = decodeSnippetRecord(record, executor_.now());
+        if (!store_.snippet(remote.id)) {
+            adoptIdenticalSnippet(remote);
+        }
         const auto* local = store_.snippet(remote.id);
         if (outboxState_.pendingChange(id) && local) {
             settleConflict(pass, {remote.id, *local, remote, ConflictType::bothModified}, &record);
@@ -480,6 +513,48 @@ void iCloudSyncService::applyRemoteRecord(Pass& pass, const SyncRecord& record) 
         pass.report.warnings.push_back(std::string(
             SyncRecordError::couldNotDecode(record.recordType, record.recordName, error.what())
                 .what()));
+    }
+}
+
+void iCloudSyncService::adoptIdenticalGroup(const SnippetGroup& remote) {
+    std::optional<Uuid> twin;
+    for (const auto& group : store_.groups()) {
+        if (!index_.find(group.id.toString()) && group.name == remote.name &&
+            group.parentId == remote.parentId) {
+            twin = group.id;
+            break;
+        }
+    }
+    if (!twin) {
+        return;
+    }
+    // The same group made on both machines (the first-run "Date & Time" group, or one library
+    // restored from the same backup on both): keep one, under the server's id.
+    store_.applyExternalGroup(remote);
+    std::vector<Snippet> moved;
+    for (const auto& snippet : store_.snippets()) {
+        if (snippet.groupId == twin) {
+            moved.push_back(snippet);
+        }
+    }
+    for (auto& snippet : moved) {
+        snippet.groupId = remote.id;
+        store_.applyExternalSnippet(std::move(snippet), beforeSyncReason);
+    }
+    store_.deleteGroup(*twin);
+    outboxState_.forget({std::string(syncRecordType::group), twin->toString()});
+}
+
+void iCloudSyncService::adoptIdenticalSnippet(const Snippet& remote) {
+    for (const auto& snippet : store_.snippets()) {
+        if (!index_.find(snippet.id.toString()) && !snippet.isDeleted() &&
+            snippet.abbreviation == remote.abbreviation && snippet.content == remote.content &&
+            snippet.contentType == remote.contentType && snippet.groupId == remote.groupId) {
+            const auto twin = snippet.id;
+            store_.deletePermanently(twin);
+            outboxState_.forget({std::string(syncRecordType::snippet), twin.toString()});
+            return;
+        }
     }
 }
 
@@ -757,9 +832,11 @@ void iCloudSyncService::finishPass(std::shared_ptr<Pass> pass, std::optional<std
     } else {
         pass->report.succeeded = true;
         lastSyncDate_ = executor_.now();
+        defaults_.setString(lastSyncDateKey, formatIso8601(*lastSyncDate_));
         setStatus({SyncStatus::Kind::idle, {}});
     }
     passInProgress_ = false;
+    pass->lock.reset();
     for (const auto& callback : pass->callbacks) {
         callback(pass->report);
     }
@@ -776,6 +853,14 @@ void iCloudSyncService::finishPass(std::shared_ptr<Pass> pass, std::optional<std
 }
 
 void iCloudSyncService::resolveConflict(const Uuid& snippetId, bool keepLocal) {
+    std::optional<SyncLock> lock;
+    if (!passInProgress_) {
+        lock.emplace(dataFolder_);
+        if (!lock->isHeld()) {
+            throw std::runtime_error("Another Wordloom process is syncing this library right now.");
+        }
+        loadState();
+    }
     const auto it = std::find_if(pendingConflicts_.begin(), pendingConflicts_.end(),
                                  [&](const SyncConflict& c) { return c.snippetId == snippetId; });
     if (it == pendingConflicts_.end()) {

@@ -59,6 +59,7 @@ class iCloudSyncService {
   public:
     static constexpr std::string_view serverChangeTokenKey = "iCloudSyncServerChangeToken";
     static constexpr std::string_view strategyKey = "syncConflictResolutionStrategy";
+    static constexpr std::string_view lastSyncDateKey = "iCloudSyncLastSyncDate";
     static constexpr std::string_view conflictsFileName = "icloud-sync-conflicts.json";
     /// Records per modify request.
     static constexpr std::size_t batchLimit = 100;
@@ -128,6 +129,10 @@ class iCloudSyncService {
     void applyFetched(Pass& pass, CollectedChanges changes);
     void applyRemoteRecord(Pass& pass, const SyncRecord& record);
     void applyRemoteDeletion(Pass& pass, const SyncRecordId& id);
+    /// A record new to this copy that it already has under another id (never synced): the
+    /// local twin gives way to it, so that two machines set up alike do not end with doubles.
+    void adoptIdenticalGroup(const SnippetGroup& remote);
+    void adoptIdenticalSnippet(const Snippet& remote);
     void settleConflict(Pass& pass, SyncConflict conflict, const SyncRecord* serverRecord);
     std::vector<Upload> prepareUploads(Pass& pass, std::vector<SyncRecordId>& deletions);
     void uploadRound(std::shared_ptr<Pass> pass, int round);
@@ -159,7 +164,6 @@ class iCloudSyncService {
     bool isApplyingRemoteChanges_ = false;
     bool pendingResync_ = false;
     bool passInProgress_ = false;
-    bool stateLoaded_ = false;
     ServerRecordCache serverRecordCache_;
     SyncedRecordIndex index_;
     /// The fingerprint each queued record had when it was queued: a later difference means it

@@ -233,3 +233,30 @@ TEST_F(SyncServiceTest, NothingHappensInATestHost) {
 
 }  // namespace
 }  // namespace wordloom
+
+namespace wordloom {
+namespace {
+
+TEST_F(SyncServiceTest, TwoLibrariesSetUpAlikeDoNotEndWithDoubles) {
+    for (auto* device : {&a, &b}) {
+        SnippetGroup group;
+        group.name = "Date & Time";
+        device->store->addGroup(group);
+        auto s = device->add(";today", "{{date}}");
+        s.groupId = device->store->groups().back().id;
+        device->store->update(s);
+    }
+    b.add(";only-b", "mine");
+    a.syncNow();
+    const auto report = b.syncNow();
+    EXPECT_TRUE(report.succeeded) << report.error;
+    a.syncNow();
+    EXPECT_EQ(b.store->snippets().size(), 2u);
+    EXPECT_EQ(b.store->groups().size(), 1u);
+    EXPECT_EQ(a.store->snippets().size(), 2u);
+    EXPECT_EQ(a.store->groups().size(), 1u);
+    EXPECT_EQ(b.store->groups()[0].id, a.store->groups()[0].id);
+}
+
+}  // namespace
+}  // namespace wordloom
