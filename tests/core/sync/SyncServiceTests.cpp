@@ -260,3 +260,54 @@ TEST_F(SyncServiceTest, TwoLibrariesSetUpAlikeDoNotEndWithDoubles) {
 
 }  // namespace
 }  // namespace wordloom
+
+#include "core/library/SettingsStore.h"
+#include "core/sync/SyncConfiguration.h"
+#include "core/sync/SyncScheduler.h"
+
+namespace wordloom {
+namespace {
+
+TEST_F(SyncServiceTest, TheAppSyncsAfterChangesAndPeriodicallyWhileSyncIsOn) {
+    SettingsStore settings(a.executor, *a.persistence);
+    settings.startHydration();
+    a.executor.runUntilIdle();
+    SyncConfiguration configuration;
+    configuration.backend = SyncConfiguration::Backend::folder;
+    configuration.folder = shared.path();
+    configuration.save(*a.defaults);
+    iCloudSyncService service(a.executor, *a.store, *a.images, *a.defaults, a.home / "data");
+    SyncScheduler scheduler(a.executor, service, *a.store, settings, *a.defaults);
+    EXPECT_FALSE(scheduler.isActive());  // the setting is off
+
+    a.add(";x", "one");
+    a.executor.advance(std::chrono::minutes(10));
+    EXPECT_FALSE(std::filesystem::exists(shared.path() / "wordloom-sync"));
+
+    settings.update([](AppSettings& s) { s.iCloudSyncEnabled = true; });
+    a.executor.runUntilIdle();
+    EXPECT_TRUE(scheduler.isActive());
+    b.syncNow();
+    EXPECT_EQ(b.store->snippets().size(), 1u);  // synced at once when turned on
+
+    a.add(";y", "two");
+    a.executor.advance(SyncScheduler::changeDelay - std::chrono::milliseconds(1));
+    b.syncNow();
+    EXPECT_EQ(b.store->snippets().size(), 1u);  // a burst of edits waits for quiet
+    a.executor.advance(std::chrono::milliseconds(1));
+    b.syncNow();
+    EXPECT_EQ(b.store->snippets().size(), 2u);
+
+    b.add(";z", "from b");
+    b.syncNow();
+    a.executor.advance(SyncScheduler::period);
+    EXPECT_EQ(a.store->snippets().size(), 3u);  // fetched by the periodic sync
+
+    settings.update([](AppSettings& s) { s.iCloudSyncEnabled = false; });
+    a.executor.runUntilIdle();
+    EXPECT_FALSE(scheduler.isActive());
+    EXPECT_EQ(service.syncStatus().kind, SyncStatus::Kind::disabled);
+}
+
+}  // namespace
+}  // namespace wordloom
