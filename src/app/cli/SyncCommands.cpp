@@ -33,9 +33,9 @@ SyncSession openSync(const CommandInvocation& invocation, const ParsedArguments&
     session.library = openLibrary(invocation, arguments);
     auto& library = *session.library;
     session.configuration = SyncConfiguration::load(library.defaults());
-    session.service = std::make_unique<iCloudSyncService>(library.executor(), library.snippets(),
-                                                          library.images(), library.defaults(),
-                                                          library.persistence().dataFolder());
+    session.service = std::make_unique<iCloudSyncService>(
+        library.executor(), library.snippets(), library.versions(), library.images(),
+        library.defaults(), library.persistence().dataFolder());
     try {
         session.service->setBackend(session.configuration.makeBackend(library.defaults()));
     } catch (const SyncBackendError& error) {

@@ -101,7 +101,7 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     SnippetVersionStore versions(executor, persistence);
     SettingsStore settingsStore(executor, persistence);
     SnippetStore snippetStore(executor, persistence, images, versions, defaults);
-    iCloudSyncService sync(executor, snippetStore, images, defaults, location.dataFolder);
+    iCloudSyncService sync(executor, snippetStore, versions, images, defaults, location.dataFolder);
     SyncScheduler syncScheduler(executor, sync, snippetStore, settingsStore, defaults);
 
     SnippetCache cache(executor);

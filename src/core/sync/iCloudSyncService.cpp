@@ -8,6 +8,7 @@
 #include "core/library/LibraryCoding.h"
 #include "core/library/SnippetImageStore.h"
 #include "core/library/SnippetStore.h"
+#include "core/library/SnippetVersionStore.h"
 #include "core/library/UserDefaults.h"
 #include "core/sync/SyncLock.h"
 
@@ -36,10 +37,11 @@ struct iCloudSyncService::Pass {
 };
 
 iCloudSyncService::iCloudSyncService(Executor& executor, SnippetStore& store,
-                                     SnippetImageStore& images, UserDefaults& defaults,
-                                     std::filesystem::path dataFolder)
+                                     SnippetVersionStore& versions, SnippetImageStore& images,
+                                     UserDefaults& defaults, std::filesystem::path dataFolder)
     : executor_(executor),
       store_(store),
+      versions_(versions),
       images_(images),
       defaults_(defaults),
       dataFolder_(std::move(dataFolder)),
@@ -156,6 +158,8 @@ void iCloudSyncService::saveJournal() {
 }
 
 void iCloudSyncService::saveIndex() {
+    store_.flush();
+    versions_.flush();
     try {
         index_.save(dataFolder_ / SyncedRecordIndex::fileName);
     } catch (const std::exception& error) {
@@ -427,13 +431,15 @@ void iCloudSyncService::applyFetched(Pass& pass, CollectedChanges changes) {
     for (const auto& error : changes.errors) {
         pass.report.warnings.push_back(error);
     }
+    // The token goes last: a crash before it only fetches the same changes again, while a
+    // token saved ahead of the library would skip changes the library never kept.
+    saveIndex();
+    saveJournal();
     if (pass.clearToken) {
         defaults_.removeValue(serverChangeTokenKey);
     } else {
         defaults_.setString(serverChangeTokenKey, *changes.token);
     }
-    saveIndex();
-    saveJournal();
 }
 
 void iCloudSyncService::agreeWithLocal(const SyncRecord& serverRecord) {

@@ -22,6 +22,7 @@ namespace wordloom {
 
 class SnippetStore;
 class SnippetImageStore;
+class SnippetVersionStore;
 class UserDefaults;
 
 /// Where sync stands, for the status line and the preferences.
@@ -64,8 +65,9 @@ class iCloudSyncService {
     /// Records per modify request.
     static constexpr std::size_t batchLimit = 100;
 
-    iCloudSyncService(Executor& executor, SnippetStore& store, SnippetImageStore& images,
-                      UserDefaults& defaults, std::filesystem::path dataFolder);
+    iCloudSyncService(Executor& executor, SnippetStore& store, SnippetVersionStore& versions,
+                      SnippetImageStore& images, UserDefaults& defaults,
+                      std::filesystem::path dataFolder);
     ~iCloudSyncService();
     iCloudSyncService(const iCloudSyncService&) = delete;
     iCloudSyncService& operator=(const iCloudSyncService&) = delete;
@@ -120,6 +122,8 @@ class iCloudSyncService {
 
     void loadState();
     void saveJournal();
+    /// Writes the library (and its versions) and then the record index: the index must never
+    /// claim an agreement that a crash could take back from the library.
     void saveIndex();
     void saveConflicts();
     void setStatus(SyncStatus status);
@@ -145,6 +149,7 @@ class iCloudSyncService {
 
     Executor& executor_;
     SnippetStore& store_;
+    SnippetVersionStore& versions_;
     SnippetImageStore& images_;
     UserDefaults& defaults_;
     std::filesystem::path dataFolder_;

@@ -36,7 +36,7 @@ struct SyncDevice {
         versions->startHydration();
         store->startHydration();
         executor.runUntilIdle();
-        sync = std::make_unique<iCloudSyncService>(executor, *store, *images, *defaults,
+        sync = std::make_unique<iCloudSyncService>(executor, *store, *versions, *images, *defaults,
                                                    home / "data");
         sync->setBackend(std::make_shared<FolderSyncBackend>(shared, deviceId));
     }

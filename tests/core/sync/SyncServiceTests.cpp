@@ -276,7 +276,8 @@ TEST_F(SyncServiceTest, TheAppSyncsAfterChangesAndPeriodicallyWhileSyncIsOn) {
     configuration.backend = SyncConfiguration::Backend::folder;
     configuration.folder = shared.path();
     configuration.save(*a.defaults);
-    iCloudSyncService service(a.executor, *a.store, *a.images, *a.defaults, a.home / "data");
+    iCloudSyncService service(a.executor, *a.store, *a.versions, *a.images, *a.defaults,
+                              a.home / "data");
     SyncScheduler scheduler(a.executor, service, *a.store, settings, *a.defaults);
     EXPECT_FALSE(scheduler.isActive());  // the setting is off
 
