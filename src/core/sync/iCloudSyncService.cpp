@@ -89,8 +89,29 @@ void iCloudSyncService::setStatus(SyncStatus status) {
     }
 }
 
+std::string iCloudSyncService::stateFilesStamp() const {
+    std::string stamp;
+    for (const auto& name :
+         {std::string(SyncOutboxJournal::fileName), std::string(SyncedRecordIndex::fileName),
+          std::string(conflictsFileName)}) {
+        std::error_code failure;
+        const auto path = dataFolder_ / name;
+        const auto size = std::filesystem::file_size(path, failure);
+        const auto time = failure ? std::filesystem::file_time_type{}
+                                  : std::filesystem::last_write_time(path, failure);
+        stamp += std::to_string(failure ? -1 : static_cast<long long>(size)) + ":" +
+                 std::to_string(time.time_since_epoch().count()) + ";";
+    }
+    return stamp;
+}
+
 void iCloudSyncService::loadState() {
-    // Read afresh every time: a `wordloom sync` command may have changed the files since.
+    // Read afresh when another process (a `wordloom sync` command) changed the files since
+    // this one last read or wrote them.
+    if (!stateFilesStamp_.empty() && stateFilesStamp_ == stateFilesStamp() &&
+        !outboxRequiresFullReconciliation_) {
+        return;
+    }
     auto loaded = outboxJournal_.load();
     outboxState_ = std::move(loaded.state);
     outboxRequiresFullReconciliation_ =
@@ -151,10 +172,12 @@ void iCloudSyncService::loadState() {
         index_.clear();
         defaults_.removeValue(serverChangeTokenKey);
     }
+    stateFilesStamp_ = stateFilesStamp();
 }
 
 void iCloudSyncService::saveJournal() {
     outboxPersistenceError_ = outboxJournal_.save(outboxState_);
+    stateFilesStamp_ = stateFilesStamp();
 }
 
 void iCloudSyncService::saveIndex() {
@@ -167,6 +190,7 @@ void iCloudSyncService::saveIndex() {
         logger_.error(std::string("[iCloudSync] Couldn't save the sync record index: ") +
                       error.what());
     }
+    stateFilesStamp_ = stateFilesStamp();
 }
 
 void iCloudSyncService::saveConflicts() {
@@ -295,9 +319,8 @@ void iCloudSyncService::queueLocalChanges() {
         if (hasPendingConflict(snippet.id)) {
             continue;
         }
-        std::string fingerprint;
-        if (localRecord(id, &fingerprint, nullptr)) {
-            consider(id, fingerprint);
+        if (const auto fingerprint = snippetFingerprint(snippet)) {
+            consider(id, *fingerprint);
         }
     }
     for (const auto& group : store_.groups()) {
@@ -334,6 +357,89 @@ void iCloudSyncService::queueLocalChanges() {
             onStateChanged();
         }
     }
+}
+
+namespace {
+
+/// FNV-1a over the fields of a snippet: cheap next to encoding its record, and enough to tell
+/// that the snippet is not the one a memoised fingerprint was computed from.
+class QuickHash {
+  public:
+    void add(std::string_view bytes) {
+        for (const auto c : bytes) {
+            value_ = (value_ ^ static_cast<unsigned char>(c)) * 0x100000001b3ULL;
+        }
+        add(bytes.size());
+    }
+    void add(std::uint64_t number) {
+        for (int i = 0; i < 8; ++i) {
+            value_ = (value_ ^ ((number >> (i * 8)) & 0xFF)) * 0x100000001b3ULL;
+        }
+    }
+    void add(const std::optional<Timestamp>& time) {
+        add(time ? static_cast<std::uint64_t>(time->time_since_epoch().count()) : ~0ULL);
+    }
+    void add(const std::optional<Bytes>& bytes) {
+        add(bytes ? std::string_view(reinterpret_cast<const char*>(bytes->data()), bytes->size())
+                  : std::string_view("\x01none"));
+    }
+    std::uint64_t value() const { return value_; }
+
+  private:
+    std::uint64_t value_ = 0xcbf29ce484222325ULL;
+};
+
+std::uint64_t quickHash(const Snippet& s) {
+    QuickHash h;
+    h.add(s.abbreviation);
+    h.add(s.label);
+    h.add(s.content);
+    h.add(static_cast<std::uint64_t>(s.contentType));
+    h.add(s.richTextData);
+    h.add(s.groupId ? s.groupId->toString() : std::string());
+    for (const auto& tag : s.tags) {
+        h.add(tag);
+    }
+    h.add(static_cast<std::uint64_t>(s.tags.size()));
+    h.add(static_cast<std::uint64_t>(s.isEnabled));
+    h.add(static_cast<std::uint64_t>(s.caseSensitivity));
+    h.add(static_cast<std::uint64_t>(s.triggerMode));
+    h.add(s.hotkey ? (static_cast<std::uint64_t>(s.hotkey->keyCode) << 32) | s.hotkey->modifiers
+                   : ~0ULL);
+    h.add(std::optional<Timestamp>(s.createdAt));
+    h.add(std::optional<Timestamp>(s.modifiedAt));
+    h.add(static_cast<std::uint64_t>(s.useCount));
+    h.add(s.lastUsedAt);
+    h.add(s.deletedAt);
+    h.add(static_cast<std::uint64_t>(s.matchType));
+    h.add(static_cast<std::uint64_t>(s.appFilterMode));
+    for (const auto& app : s.filteredApps) {
+        h.add(app.bundleId);
+        h.add(app.name);
+        h.add(app.iconData);
+    }
+    h.add(static_cast<std::uint64_t>(s.filteredApps.size()));
+    h.add(s.imageData);
+    h.add(s.imageFileName.value_or("\x01none"));
+    h.add(s.codeLanguage ? static_cast<std::uint64_t>(*s.codeLanguage) : ~0ULL);
+    return h.value();
+}
+
+}  // namespace
+
+std::optional<std::string> iCloudSyncService::snippetFingerprint(const Snippet& snippet) {
+    const auto hash = quickHash(snippet);
+    if (const auto it = fingerprintMemo_.find(snippet.id);
+        it != fingerprintMemo_.end() && it->second.first == hash) {
+        return it->second.second;
+    }
+    std::string fingerprint;
+    if (!localRecord({std::string(syncRecordType::snippet), snippet.id.toString()}, &fingerprint,
+                     nullptr)) {
+        return std::nullopt;
+    }
+    fingerprintMemo_[snippet.id] = {hash, fingerprint};
+    return fingerprint;
 }
 
 void iCloudSyncService::syncNow(std::function<void(const SyncPassReport&)> done) {

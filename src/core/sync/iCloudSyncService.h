@@ -121,6 +121,9 @@ class iCloudSyncService {
     struct Pass;
 
     void loadState();
+    std::string stateFilesStamp() const;
+    /// The fingerprint of a snippet's record, from the memo when the snippet is unchanged.
+    std::optional<std::string> snippetFingerprint(const Snippet& snippet);
     void saveJournal();
     /// Writes the library (and its versions) and then the record index: the index must never
     /// claim an agreement that a crash could take back from the library.
@@ -174,6 +177,11 @@ class iCloudSyncService {
     /// The fingerprint each queued record had when it was queued: a later difference means it
     /// changed again and gets a new generation.
     std::map<std::string, std::string> queuedFingerprints_;
+    /// The fingerprint of each snippet as last computed, with a cheap hash of the snippet it was
+    /// computed from: most snippets are unchanged between two comparisons.
+    std::map<Uuid, std::pair<std::uint64_t, std::string>> fingerprintMemo_;
+    /// Size and modification time of the state files as this process last read or wrote them.
+    std::string stateFilesStamp_;
     std::vector<std::function<void(const SyncPassReport&)>> waiting_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
