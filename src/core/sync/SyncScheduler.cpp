@@ -83,6 +83,11 @@ void SyncScheduler::runSync() {
     if (!active_) {
         return;
     }
+    if (executor_.now() < notBefore_) {
+        changeTask_.cancel();
+        changeTask_ = executor_.postAfter(notBefore_ - executor_.now(), [this] { runSync(); });
+        return;
+    }
     changeTask_.cancel();
     service_.queueLocalChanges();
     std::weak_ptr<bool> alive = alive_;
@@ -92,6 +97,9 @@ void SyncScheduler::runSync() {
         }
         if (!report.succeeded) {
             logger_.error("[iCloudSync] " + report.error);
+        }
+        if (report.retryAfter) {
+            notBefore_ = executor_.now() + *report.retryAfter;
         }
         for (const auto& warning : report.warnings) {
             logger_.error("[iCloudSync] " + warning);

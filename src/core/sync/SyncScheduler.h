@@ -45,6 +45,8 @@ class SyncScheduler {
     Logger logger_{"iCloudSyncService.scheduler"};
     bool active_ = false;
     bool startedOnce_ = false;
+    /// The server asked for quiet until then (throttling).
+    Timestamp notBefore_{};
     ScheduledTask changeTask_;
     ScheduledTask periodicTask_;
     Subscription librarySubscription_;

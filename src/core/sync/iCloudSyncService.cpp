@@ -493,6 +493,9 @@ void iCloudSyncService::syncNow(std::function<void(const SyncPassReport&)> done)
                 throw;
             }
             changes = pass->backend->fetchChanges(pass->token);
+        } catch (const SyncBackendError& failure) {
+            error = failure.what();
+            pass->report.retryAfter = failure.retryAfter();
         } catch (const std::exception& failure) {
             error = failure.what();
         }
@@ -670,10 +673,18 @@ void iCloudSyncService::adoptIdenticalSnippet(const Snippet& remote) {
     }
 }
 
-void iCloudSyncService::applyRemoteDeletion(Pass& pass, const SyncRecordId& id) {
-    const auto uuid = Uuid::parse(id.recordName);
+void iCloudSyncService::applyRemoteDeletion(Pass& pass, const SyncRecordId& deleted) {
+    const auto uuid = Uuid::parse(deleted.recordName);
     if (!uuid) {
         return;
+    }
+    // Some servers name only the record of a deletion: what it was, this copy knows.
+    auto id = deleted;
+    if (id.recordType.empty()) {
+        const auto* agreed = index_.find(id.recordName);
+        id.recordType = agreed                ? agreed->recordType
+                        : store_.group(*uuid) ? std::string(syncRecordType::group)
+                                              : std::string(syncRecordType::snippet);
     }
     serverRecordCache_.forget(id.recordName);
     if (id.recordType == syncRecordType::group) {
@@ -835,6 +846,9 @@ void iCloudSyncService::uploadRound(std::shared_ptr<Pass> pass, int round) {
                     result.serverRecord = pass->backend->lookup(result.record);
                 }
             }
+        } catch (const SyncBackendError& failure) {
+            error = failure.what();
+            pass->report.retryAfter = failure.retryAfter();
         } catch (const std::exception& failure) {
             error = failure.what();
         }
@@ -879,6 +893,9 @@ void iCloudSyncService::applyWriteResults(Pass& pass, const std::vector<Upload>&
                     serverRecordCache_.forget(name);
                     ++pass.report.deletedRemotely;
                 } else if (upload != uploadByName.end() && result.serverRecord) {
+                    if (!result.message.empty()) {
+                        pass.report.warnings.push_back(result.message);
+                    }
                     serverRecordCache_.remember(*result.serverRecord);
                     index_.agree(*result.serverRecord, upload->second->fingerprint);
                     outboxState_.confirmChange(result.record, upload->second->generation);

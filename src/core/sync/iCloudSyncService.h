@@ -43,6 +43,8 @@ struct SyncPassReport {
     int deletedLocally = 0;
     int conflictsSettled = 0;
     std::vector<std::string> warnings;
+    /// The server asked not to be called again before this.
+    std::optional<std::chrono::seconds> retryAfter;
 };
 
 /// Mirrors the library to a sync backend (CloudKit's private database, or a shared folder):
@@ -135,7 +137,7 @@ class iCloudSyncService {
                                           std::vector<std::string>* warnings);
     void applyFetched(Pass& pass, CollectedChanges changes);
     void applyRemoteRecord(Pass& pass, const SyncRecord& record);
-    void applyRemoteDeletion(Pass& pass, const SyncRecordId& id);
+    void applyRemoteDeletion(Pass& pass, const SyncRecordId& deleted);
     /// A record new to this copy that it already has under another id (never synced): the
     /// local twin gives way to it, so that two machines set up alike do not end with doubles.
     void adoptIdenticalGroup(const SnippetGroup& remote);

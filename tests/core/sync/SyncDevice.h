@@ -38,7 +38,13 @@ struct SyncDevice {
         executor.runUntilIdle();
         sync = std::make_unique<iCloudSyncService>(executor, *store, *versions, *images, *defaults,
                                                    home / "data");
-        sync->setBackend(std::make_shared<FolderSyncBackend>(shared, deviceId));
+        sync->setBackend(backend ? backend : std::make_shared<FolderSyncBackend>(shared, deviceId));
+    }
+
+    /// Syncs through `other` from now on (and after restarts) instead of the shared folder.
+    void useBackend(std::shared_ptr<SyncBackend> other) {
+        backend = std::move(other);
+        sync->setBackend(backend);
     }
 
     SyncPassReport syncNow() {
@@ -80,6 +86,7 @@ struct SyncDevice {
     std::unique_ptr<SnippetVersionStore> versions;
     std::unique_ptr<SnippetStore> store;
     std::unique_ptr<iCloudSyncService> sync;
+    std::shared_ptr<SyncBackend> backend;
 };
 
 }  // namespace wordloom::test
