@@ -1,6 +1,9 @@
 #include "app/cli/SyncCommands.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
 #include <ostream>
+
 #include <thread>
 
 #include "app/cli/CommandErrors.h"
@@ -8,6 +11,7 @@
 #include "core/base/Iso8601.h"
 #include "core/base/JsonWriter.h"
 #include "core/library/LibraryCoding.h"
+#include "core/sync/CloudKitSignIn.h"
 #include "core/sync/SyncConfiguration.h"
 #include "core/sync/iCloudSyncService.h"
 
@@ -293,10 +297,18 @@ int syncSetup(CommandInvocation& invocation, const ParsedArguments& arguments) {
         if (environment != "development" && environment != "production") {
             throw UsageError("--environment takes development or production");
         }
+        const auto port = arguments.value("callback-port").value_or("");
+        const int portNumber = std::atoi(port.c_str());
+        if (portNumber <= 0 || portNumber > 65535) {
+            throw UsageError(
+                "sync setup cloudkit needs --callback-port, the port of the API token's sign-in "
+                "callback (http://127.0.0.1:PORT/wordloom/ck-callback)");
+        }
         configuration.backend = SyncConfiguration::Backend::cloudKit;
         configuration.container = *container;
         configuration.apiToken = *token;
         configuration.environment = environment;
+        configuration.callbackPort = portNumber;
     } else {
         throw UsageError("unknown backend \u201c" + backend + "\u201d (folder or cloudkit)");
     }
@@ -317,8 +329,60 @@ int syncSetup(CommandInvocation& invocation, const ParsedArguments& arguments) {
             << ". Run \u201cwordloom sync now\u201d, or let the app sync on its own.\n";
     } else {
         invocation.out() << " (" << configuration.container << ", " << configuration.environment
-                         << "). This build cannot reach CloudKit yet: syncs report that until it "
-                            "can.\n";
+                         << "). Sign in with \u201cwordloom sync sign-in\u201d.\n";
+    }
+    return 0;
+}
+
+/// Opens `url` in the user's browser with xdg-open, waiting at most a few seconds for it.
+bool openInBrowser(const std::string& url) {
+    const pid_t child = fork();
+    if (child < 0) {
+        return false;
+    }
+    if (child == 0) {
+        execlp("xdg-open", "xdg-open", url.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    for (int waited = 0; waited < 100; ++waited) {
+        int status = 0;
+        const pid_t done = waitpid(child, &status, WNOHANG);
+        if (done == child) {
+            return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return true;  // still starting the browser: it has the address
+}
+
+int syncSignIn(CommandInvocation& invocation, const ParsedArguments& arguments) {
+    expectPositionals(arguments, 1);
+    auto session = openLibrary(invocation, arguments);
+    const auto configuration = SyncConfiguration::load(session->defaults());
+    if (configuration.backend != SyncConfiguration::Backend::cloudKit) {
+        throw CommandError(
+            "Sync is not set up for CloudKit. Set it up with \u201cwordloom sync "
+            "setup cloudkit --container ID --api-token TOKEN --callback-port "
+            "PORT\u201d.");
+    }
+    const auto tokens = SyncConfiguration::tokenStore(session->defaults());
+    CloudKitWebServicesBackend backend(configuration.cloudKitSettings(),
+                                       std::make_shared<CurlHttpTransport>(), tokens);
+    CloudKitSignInOptions options;
+    options.callbackPort = configuration.callbackPort;
+    options.openBrowser = [&](const std::string& url) {
+        invocation.out() << "Sign in to iCloud in your browser...\n" << std::flush;
+        return openInBrowser(url);
+    };
+    options.showAddress = [&](const std::string& url) {
+        invocation.out() << "Open this address in your browser to sign in:\n  " << url << "\n"
+                         << std::flush;
+    };
+    try {
+        const auto user = signInToCloudKit(backend, *tokens, options);
+        invocation.out() << "Signed in to iCloud (" << user << ").\n";
+    } catch (const SyncBackendError& error) {
+        throw CommandError(error.what());
     }
     return 0;
 }
@@ -351,7 +415,8 @@ int syncCommand(CommandInvocation& invocation) {
                                              {"container", Kind::value},
                                              {"api-token", Kind::value},
                                              {"environment", Kind::value},
-                                             {"strategy", Kind::value}});
+                                             {"strategy", Kind::value},
+                                             {"callback-port", Kind::value}});
     if (arguments.positionals().empty()) {
         throw UsageError("missing action");
     }
@@ -380,6 +445,9 @@ int syncCommand(CommandInvocation& invocation) {
     if (action == "strategy") {
         return syncStrategy(invocation, arguments);
     }
+    if (action == "sign-in") {
+        return syncSignIn(invocation, arguments);
+    }
     throw UsageError("unknown action \u201c" + action + "\u201d");
 }
 
@@ -389,8 +457,8 @@ void registerSyncCommands(CommandRegistry& registry) {
     registry.add({"sync",
                   "wordloom sync status [--json] | now [--json] | conflicts [--json] | "
                   "resolve ID --keep local|remote | setup folder PATH [--strategy S] | "
-                  "setup cloudkit --container ID --api-token TOKEN "
-                  "[--environment development|production] | strategy S | off",
+                  "setup cloudkit --container ID --api-token TOKEN --callback-port PORT "
+                  "[--environment development|production] | sign-in | strategy S | off",
                   "Keep the library in step with other machines, through a shared folder or "
                   "CloudKit.",
                   syncCommand});

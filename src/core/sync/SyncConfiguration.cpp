@@ -2,7 +2,10 @@
 
 #include "core/base/Uuid.h"
 #include "core/library/UserDefaults.h"
+#include "core/sync/FileWebAuthTokenStore.h"
 #include "core/sync/FolderSyncBackend.h"
+
+#include <cstdlib>
 
 namespace wordloom {
 
@@ -29,6 +32,7 @@ void SyncConfiguration::save(UserDefaults& defaults) const {
         defaults.setString("cloudKitContainer", container);
         defaults.setString("cloudKitAPIToken", apiToken);
         defaults.setString("cloudKitEnvironment", environment);
+        defaults.setString("cloudKitCallbackPort", std::to_string(callbackPort));
     }
 }
 
@@ -48,11 +52,26 @@ std::shared_ptr<SyncBackend> SyncConfiguration::makeBackend(UserDefaults& defaul
         case Backend::folder:
             return std::make_shared<FolderSyncBackend>(folder, deviceId(defaults));
         case Backend::cloudKit:
-            throw SyncBackendError(
-                "CloudKit sync is set up, but this build cannot reach CloudKit yet; use a sync "
-                "folder (wordloom sync setup folder PATH) meanwhile.");
+            return std::make_shared<CloudKitWebServicesBackend>(
+                cloudKitSettings(), std::make_shared<CurlHttpTransport>(), tokenStore(defaults));
     }
     return nullptr;
+}
+
+std::shared_ptr<WebAuthTokenStore> SyncConfiguration::tokenStore(const UserDefaults& defaults) {
+    return std::make_shared<FileWebAuthTokenStore>(defaults.file().parent_path() /
+                                                   FileWebAuthTokenStore::fileName);
+}
+
+CloudKitSettings SyncConfiguration::cloudKitSettings() const {
+    CloudKitSettings settings;
+    settings.container = container;
+    settings.environment = environment;
+    settings.apiToken = apiToken;
+    if (const char* base = std::getenv("WORDLOOM_CLOUDKIT_BASE_URL")) {
+        settings.baseURL = base;  // a local server speaking the same protocol, for tests
+    }
+    return settings;
 }
 
 std::string SyncConfiguration::backendName() const {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "core/sync/CloudKitWebServicesBackend.h"
 #include "core/sync/SyncBackend.h"
 
 namespace wordloom {
@@ -25,6 +26,8 @@ struct SyncConfiguration {
     std::string container = defaultContainer;
     std::string apiToken;
     std::string environment = "production";
+    /// The loopback port of the API token's sign-in callback.
+    int callbackPort = 0;
 
     static SyncConfiguration load(const UserDefaults& defaults);
     void save(UserDefaults& defaults) const;
@@ -32,9 +35,13 @@ struct SyncConfiguration {
     /// This copy's device id, made and kept on first use.
     static std::string deviceId(UserDefaults& defaults);
 
-    /// The backend, or nothing when sync is set up for none. Throws SyncBackendError for a
-    /// configuration that cannot work (CloudKit, which this build cannot reach yet).
+    /// The backend, or nothing when sync is set up for none. CloudKit's web auth token is kept
+    /// beside the user defaults (readable by the user only).
     std::shared_ptr<SyncBackend> makeBackend(UserDefaults& defaults) const;
+
+    /// Where CloudKit's web auth token is kept for `defaults`.
+    static std::shared_ptr<WebAuthTokenStore> tokenStore(const UserDefaults& defaults);
+    CloudKitSettings cloudKitSettings() const;
 
     std::string backendName() const;
 };
