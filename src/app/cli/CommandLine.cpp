@@ -14,6 +14,7 @@
 #include "app/cli/RequestCommands.h"
 #include "app/cli/SettingsCommands.h"
 #include "app/cli/StartCommand.h"
+#include "app/cli/SyncCommands.h"
 #include "app/cli/VersionCommands.h"
 
 namespace wordloom::cli {
@@ -30,6 +31,7 @@ CommandRegistry makeRegistry() {
     registerStartCommand(registry);
     registerRequestCommands(registry);
     registerDetectionCommands(registry);
+    registerSyncCommands(registry);
     return registry;
 }
 

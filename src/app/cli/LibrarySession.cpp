@@ -49,7 +49,7 @@ LibraryLocation LibraryLocation::resolve(const CommandInvocation& invocation,
 }
 
 LibrarySession::LibrarySession(const LibraryLocation& location)
-    : executor_(std::make_unique<EventLoopExecutor>()) {
+    : executor_(std::make_unique<EventLoopExecutor>()), location_(location) {
     try {
         persistence_ = std::make_unique<PersistenceService>(location.dataFolder, *executor_);
         persistence_->cleanUpInterruptedWork();

@@ -55,6 +55,8 @@ class LibrarySession {
     SnippetImageStore& images() { return *imageStore_; }
     PersistenceService& persistence() { return *persistence_; }
     EventLoopExecutor& executor() { return *executor_; }
+    UserDefaults& defaults() { return *defaults_; }
+    const LibraryLocation& location() const { return location_; }
 
     /// Throws CommandError when snippets.json could not be read, so that a change does not
     /// replace a file the user may still repair.
@@ -74,6 +76,7 @@ class LibrarySession {
     std::unique_ptr<UserDefaults> defaults_;
     std::unique_ptr<SnippetImageStore> imageStore_;
     std::unique_ptr<EventLoopExecutor> executor_;
+    LibraryLocation location_;
     std::unique_ptr<SnippetVersionStore> versionStore_;
     std::unique_ptr<SettingsStore> settingsStore_;
     std::unique_ptr<SnippetStore> snippetStore_;

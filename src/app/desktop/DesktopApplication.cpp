@@ -29,6 +29,8 @@
 #include "core/macros/AIService.h"
 #include "core/macros/JavaScriptRunner.h"
 #include "core/macros/MacroEvaluator.h"
+#include "core/sync/SyncScheduler.h"
+#include "core/sync/iCloudSyncService.h"
 #include "platform/x11/AlsaSoundPlayer.h"
 #include "platform/x11/AtspiAccessibilityService.h"
 #include "platform/x11/InjectedKeyLedger.h"
@@ -99,6 +101,8 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     SnippetVersionStore versions(executor, persistence);
     SettingsStore settingsStore(executor, persistence);
     SnippetStore snippetStore(executor, persistence, images, versions, defaults);
+    iCloudSyncService sync(executor, snippetStore, versions, images, defaults, location.dataFolder);
+    SyncScheduler syncScheduler(executor, sync, snippetStore, settingsStore, defaults);
 
     SnippetCache cache(executor);
     SnippetStoreGroupLookup groups(snippetStore);

@@ -106,6 +106,11 @@ void JsonWriter::null() {
     out_.append("null");
 }
 
+void JsonWriter::rawValue(std::string_view json) {
+    beforeValue();
+    out_.append(json);
+}
+
 std::string JsonWriter::take() {
     levels_.clear();
     afterKey_ = false;

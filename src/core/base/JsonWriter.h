@@ -27,6 +27,8 @@ class JsonWriter {
     void value(std::uint64_t number);
     void value(double number);
     void null();
+    /// Writes `json`, already valid JSON text (compact), as the next value.
+    void rawValue(std::string_view json);
 
     /// Convenience for a key and its value.
     template <typename T>

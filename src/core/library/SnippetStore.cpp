@@ -665,6 +665,39 @@ void SnippetStore::replaceAll(std::vector<Snippet> snippets, std::vector<Snippet
     impl.observers.notify();
 }
 
+void SnippetStore::applyExternalSnippet(Snippet snippet, const std::string& versionReason) {
+    auto& impl = *impl_;
+    if (!isValidAbbreviation(snippet.abbreviation)) {
+        throw std::invalid_argument(invalidAbbreviationMessage(snippet.abbreviation));
+    }
+    auto* current = impl.find(snippet.id);
+    if (!current) {
+        add(std::move(snippet));
+        return;
+    }
+    if (differsInVersionedFields(*current, snippet)) {
+        impl.versions.saveVersion(
+            SnippetVersion::capture(*current, impl.executor.now(), versionReason));
+    }
+    impl.storeImage(snippet);
+    impl.willChangeSnippets();
+    *current = std::move(snippet);
+    impl.snippetsChanged({current->id});
+}
+
+void SnippetStore::keepAsVersion(const Snippet& snippet, const std::string& reason) {
+    impl_->versions.saveVersion(SnippetVersion::capture(snippet, impl_->executor.now(), reason));
+}
+
+void SnippetStore::applyExternalGroup(SnippetGroup group) {
+    if (auto* g = impl_->findGroup(group.id)) {
+        *g = std::move(group);
+        impl_->groupsChanged({g->id});
+    } else {
+        addGroup(std::move(group));
+    }
+}
+
 void SnippetStore::recordUse(const Uuid& id) {
     if (auto* s = impl_->find(id)) {
         impl_->willChangeSnippets();

@@ -99,6 +99,17 @@ class SnippetStore {
     /// Replaces snippets and groups at once (backup restore, import of a backup).
     void replaceAll(std::vector<Snippet> snippets, std::vector<SnippetGroup> groups);
 
+    /// Writes a snippet as another copy of the library has it (sync): added when new, else
+    /// replaced with every field as given, `modifiedAt` included. When a field a version keeps
+    /// changes, the local state is saved as a version (`versionReason`) first, so that nothing
+    /// the user wrote here is lost. Throws std::invalid_argument for an invalid abbreviation.
+    void applyExternalSnippet(Snippet snippet, const std::string& versionReason);
+    /// Keeps `snippet`'s current state in its version history without changing it (the side
+    /// of a sync conflict that lost).
+    void keepAsVersion(const Snippet& snippet, const std::string& reason);
+    /// Adds or replaces a group as another copy has it, `modifiedAt` included.
+    void applyExternalGroup(SnippetGroup group);
+
     /// Counts one expansion: `useCount` + 1, `lastUsedAt` now.
     void recordUse(const Uuid& id);
 

@@ -47,6 +47,46 @@ bool UserDefaults::setBool(std::string_view key, bool value) {
     return write();
 }
 
+std::optional<std::string> UserDefaults::stringForKey(std::string_view key) const {
+    const auto raw = jsonForKey(key);
+    if (!raw) {
+        return std::nullopt;
+    }
+    try {
+        JsonDocument document(*raw);
+        const auto text = json::asString(document.root());
+        return text ? std::optional<std::string>(*text) : std::nullopt;
+    } catch (const JsonError&) {
+        return std::nullopt;
+    }
+}
+
+bool UserDefaults::setString(std::string_view key, std::string_view value) {
+    return setJson(key, JsonWriter::quoted(value));
+}
+
+std::optional<std::string> UserDefaults::jsonForKey(std::string_view key) const {
+    std::lock_guard lock(mutex_);
+    const auto it = rawValues_.find(key);
+    return it == rawValues_.end() ? std::nullopt : std::optional<std::string>(it->second);
+}
+
+bool UserDefaults::setJson(std::string_view key, std::string json) {
+    std::lock_guard lock(mutex_);
+    rawValues_.insert_or_assign(std::string(key), std::move(json));
+    return write();
+}
+
+bool UserDefaults::removeValue(std::string_view key) {
+    std::lock_guard lock(mutex_);
+    const auto it = rawValues_.find(key);
+    if (it == rawValues_.end()) {
+        return true;
+    }
+    rawValues_.erase(it);
+    return write();
+}
+
 bool UserDefaults::write() {
     // Keys come out sorted from the map; values are re-emitted as they were read.
     std::string text = "{";

@@ -24,6 +24,18 @@ class UserDefaults {
     /// Sets the flag and writes the file at once. Returns false when the write failed.
     bool setBool(std::string_view key, bool value);
 
+    std::optional<std::string> stringForKey(std::string_view key) const;
+    /// Sets a text value and writes the file at once. Returns false when the write failed.
+    bool setString(std::string_view key, std::string_view value);
+
+    /// The JSON text of a value of any type (objects included), as the file holds it.
+    std::optional<std::string> jsonForKey(std::string_view key) const;
+    /// Sets a value given as JSON text (it must be valid JSON) and writes the file at once.
+    bool setJson(std::string_view key, std::string json);
+
+    /// Removes a value and writes the file at once (nothing is written when it was absent).
+    bool removeValue(std::string_view key);
+
     const std::filesystem::path& file() const { return file_; }
 
   private:
