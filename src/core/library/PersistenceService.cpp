@@ -59,8 +59,12 @@ std::optional<simdjson::padded_string> readPadded(const fs::path& path) {
     struct stat info {};
     if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
         // Let the general reader produce the precise message.
-        const auto text = readFile(path);
+        const auto text = readFile(path, fileSizeLimit::libraryFile);
         return simdjson::padded_string(text);
+    }
+    if (static_cast<std::uint64_t>(info.st_size) > fileSizeLimit::libraryFile) {
+        throw FileError(fileTooLargeMessage(path, static_cast<std::uint64_t>(info.st_size),
+                                            fileSizeLimit::libraryFile));
     }
     const auto size = static_cast<std::size_t>(info.st_size);
     simdjson::padded_string buffer(size);
@@ -82,7 +86,7 @@ std::optional<simdjson::padded_string> readPadded(const fs::path& path) {
     char probe = 0;
     if (filled < size || ::read(fd, &probe, 1) != 0) {
         // The file changed size while we read it; read it again the simple way.
-        const auto text = readFile(path);
+        const auto text = readFile(path, fileSizeLimit::libraryFile);
         return simdjson::padded_string(text);
     }
     return buffer;
@@ -145,11 +149,11 @@ void moveStagedFilesBack(const fs::path& staging, const fs::path& dataFolder) {
 
 PersistenceService::PersistenceService(fs::path dataFolder, const Clock& clock)
     : dataFolder_(std::move(dataFolder)), clock_(clock), installer_(&writeFileAtomically) {
-    std::error_code error;
-    fs::create_directories(dataFolder_, error);
-    if (error || !fs::is_directory(dataFolder_)) {
-        throw FileError("Couldn't create the data folder " + quotedName(dataFolder_.string()) +
-                        ": " + (error ? error.message() : "it is not a folder"));
+    ensurePrivateFolder(dataFolder_);
+    // Files from before they were written private, or copied in by hand, become private too.
+    if (const auto tightened = removeGroupAndOtherAccess(dataFolder_); tightened > 0) {
+        loadLogger().info("Made " + std::to_string(tightened) +
+                          " file(s) in the data folder readable by their owner only.");
     }
 }
 

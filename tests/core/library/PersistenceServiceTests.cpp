@@ -224,5 +224,38 @@ TEST(ExportDataCoding, RejectsDocumentsThatAreNotBackups) {
     EXPECT_EQ(minimal.settings, AppSettings{});
 }
 
+TEST_F(PersistenceServiceTest, OpeningTheLibraryMakesAnOlderLooseDataFolderPrivate) {
+    const auto data = folder / "Older";
+    fs::create_directories(data / "snippet-images");
+    writeFileAtomically(data / "snippets.json", "[]");
+    writeFileAtomically(data / "snippet-images" / "A.bin", "png");
+    const auto readable = fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
+                          fs::perms::others_read;
+    fs::permissions(data / "snippets.json", readable);
+    fs::permissions(data / "snippet-images" / "A.bin", readable);
+    fs::permissions(data, fs::perms::all);
+
+    PersistenceService reopened(data, clock);
+    const auto mode = [](const fs::path& path) { return fs::status(path).permissions(); };
+    EXPECT_EQ(mode(data), fs::perms::owner_all);
+    EXPECT_EQ(mode(data / "snippets.json"), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(mode(data / "snippet-images" / "A.bin"),
+              fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(PersistenceServiceTest, ALibraryFileOverItsLimitIsRefusedAndNamed) {
+    // Sparse: the size is there, the disk space and the reading are not.
+    writeFile(PersistenceService::snippetsFileName, "");
+    fs::resize_file(persistence.path(LibraryFile::snippets), fileSizeLimit::libraryFile + 1);
+    try {
+        persistence.loadSnippets();
+        FAIL() << "expected FileError";
+    } catch (const FileError& error) {
+        EXPECT_NE(std::string(error.what()).find("snippets.json"), std::string::npos);
+        EXPECT_NE(std::string(error.what()).find("limit of 512 MB"), std::string::npos)
+            << error.what();
+    }
+}
+
 }  // namespace
 }  // namespace wordloom::test
