@@ -86,7 +86,9 @@ struct SnippetStore::Impl {
           images(imagesIn),
           versions(versionsIn),
           defaults(defaultsIn),
-          saveTask(executorIn, kSaveDebounce, [this] { saveInBackground(); }) {}
+          saveTask(executorIn, kSaveDebounce, [this] { saveInBackground(); }),
+          useCountSaveTask(executorIn, SnippetStore::useCountSaveDelay,
+                           [this] { saveInBackground(); }) {}
 
     Executor& executor;
     PersistenceService& persistence;
@@ -115,8 +117,13 @@ struct SnippetStore::Impl {
     std::shared_ptr<const SnippetList> handedOver;
     std::weak_ptr<const SnippetList> snapshotInFlight;
     bool dirty = false;
+    // Uses counted since the last snapshot handed to a save.
+    bool usesUnsaved = false;
     std::size_t savesInFlight = 0;
     DebouncedAction saveTask;
+    // Started by the first unsaved use and not restarted by later ones, so that steady typing
+    // still has its counts written every `useCountSaveDelay`.
+    DebouncedAction useCountSaveTask;
     ObserverList<> observers;
     std::shared_ptr<bool> alive = std::make_shared<bool>(true);
 
@@ -223,6 +230,8 @@ struct SnippetStore::Impl {
             return;
         }
         dirty = false;
+        usesUnsaved = false;
+        useCountSaveTask.cancel();
         const auto ticket = persistence.beginSave();
         ++savesInFlight;
         std::weak_ptr<bool> weakAlive = alive;
@@ -339,7 +348,9 @@ struct SnippetStore::Impl {
 
     void writeNow() {
         saveTask.cancel();
+        useCountSaveTask.cancel();
         dirty = false;
+        usesUnsaved = false;
         const auto ticket = persistence.beginSave();
         handedOverGeneration = snippetGeneration;
         handedOver.reset();
@@ -666,12 +677,25 @@ void SnippetStore::replaceAll(std::vector<Snippet> snippets, std::vector<Snippet
 }
 
 void SnippetStore::recordUse(const Uuid& id) {
-    if (auto* s = impl_->find(id)) {
-        impl_->willChangeSnippets();
-        ++s->useCount;
-        s->lastUsedAt = impl_->executor.now();
-        impl_->snippetsChanged({id});
+    auto& impl = *impl_;
+    auto* s = impl.find(id);
+    if (!s) {
+        return;
     }
+    impl.willChangeSnippets();
+    ++s->useCount;
+    s->lastUsedAt = impl.executor.now();
+    if (!impl.isHydrated) {
+        // Merged into the loaded library and saved with it, like any early change.
+        impl.snippetsChanged({id});
+        return;
+    }
+    ++impl.snippetGeneration;
+    impl.usesUnsaved = true;
+    if (!impl.saveTask.isPending() && !impl.useCountSaveTask.isPending()) {
+        impl.useCountSaveTask.schedule();
+    }
+    impl.observers.notify();
 }
 
 void SnippetStore::restoreVersion(const SnippetVersion& version) {
@@ -689,7 +713,7 @@ void SnippetStore::restoreVersion(const SnippetVersion& version) {
 
 void SnippetStore::flush() {
     auto& impl = *impl_;
-    if (!impl.isHydrated || (!impl.dirty && impl.savesInFlight == 0)) {
+    if (!impl.isHydrated || (!impl.dirty && !impl.usesUnsaved && impl.savesInFlight == 0)) {
         return;
     }
     impl.writeNow();
