@@ -81,7 +81,7 @@ TEST_F(LibraryCommandTest, OversizedInputFilesAreRefusedBeforeTheyAreRead) {
         return path.string();
     };
     const auto content = sparse("content.txt", fileSizeLimit::snippetPart + 1);
-    const auto tooLong = cli.run({"add", "--abbreviation", "x", "--content-file", content});
+    const auto tooLong = cli.run({"add", "--abbreviation", ";toolarge", "--content-file", content});
     EXPECT_EQ(tooLong.status, 1);
     EXPECT_NE(tooLong.err.find("\u201ccontent.txt\u201d: it is 64.0 MB, over the limit of 64 MB"),
               std::string::npos)
@@ -92,7 +92,7 @@ TEST_F(LibraryCommandTest, OversizedInputFilesAreRefusedBeforeTheyAreRead) {
     const auto restore = cli.run({"restore-backup", backup});
     EXPECT_EQ(restore.status, 1);
     EXPECT_NE(restore.err.find("backup.json"), std::string::npos) << restore.err;
-    EXPECT_EQ(cli.run({"list"}).out.find("x"), std::string::npos);
+    EXPECT_EQ(cli.run({"list"}).out.find(";toolarge"), std::string::npos);
 }
 
 TEST_F(LibraryCommandTest, ConflictsFailUnlessForcedAndCaseOnlyClashesWarn) {

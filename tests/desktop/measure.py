@@ -116,8 +116,12 @@ def process_name(pid):
 
 
 def cpu_seconds(pid):
-    with open("/proc/%d/stat" % pid) as stream:
-        fields = stream.read().rsplit(")", 1)[1].split()
+    """0 for a process that has ended (an idle script helper retires after a minute)."""
+    try:
+        with open("/proc/%d/stat" % pid) as stream:
+            fields = stream.read().rsplit(")", 1)[1].split()
+    except FileNotFoundError:
+        return 0
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
@@ -336,7 +340,7 @@ def main():
         before = sum(cpu_seconds(pid) for _, pid in processes)
         time.sleep(options.idle)
         after = sum(cpu_seconds(pid) for _, pid in processes)
-        idle_memory = [(name, memory_kib(pid)) for name, pid in processes]
+        idle_memory = [(name, memory_kib(pid)) for name, pid in wordloom_processes(supervisor.pid)]
         typist.close()
         log_text = read(log_path(desktop, options)) or ""
 
