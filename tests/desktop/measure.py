@@ -341,6 +341,7 @@ def main():
         time.sleep(options.idle)
         after = sum(cpu_seconds(pid) for _, pid in processes)
         idle_memory = [(name, memory_kib(pid)) for name, pid in wordloom_processes(supervisor.pid)]
+        idle_smaps = smaps_breakdown(application[0]) if options.smaps and application else []
         typist.close()
         log_text = read(log_path(desktop, options)) or ""
 
@@ -362,6 +363,10 @@ def main():
             print("    %-34s %6.1f MB %6.1f MB" % (name[:34], rss / 1024, pss / 1024))
     report_memory("2 s after the last expansion", busy_memory, options)
     report_memory("after the idle %.0f s" % options.idle, idle_memory, options)
+    if idle_smaps:
+        print("  the application's largest mappings then (RSS, PSS):")
+        for name, rss, pss in idle_smaps:
+            print("    %-34s %6.1f MB %6.1f MB" % (name[:34], rss / 1024, pss / 1024))
     print("after: " + load_average())
 
 

@@ -65,19 +65,23 @@ TEST_F(SnippetStoreTest, TheLastHandedOverListStaysAsSavedUntilTheNextSave) {
     settle();
     ASSERT_EQ(snippets->lastPersistableSnippets().size(), 2u);
 
-    // Changes after the save leave the handed-over state alone.
+    // Changes after the save leave the handed-over state alone, counted uses included.
     snippets->recordUse(kept.id);
+    snippets->recordUse(kept.id);
+    EXPECT_EQ(snippets->lastPersistableSnippets()[0].useCount, 0);
+    EXPECT_FALSE(snippets->lastPersistableSnippets()[0].lastUsedAt);
+    EXPECT_EQ(snippets->snippet(kept.id)->useCount, 2);
     snippets->deletePermanently(removed.id);
     snippets->add(makeSnippet(";added"));
     const auto& handedOver = snippets->lastPersistableSnippets();
     ASSERT_EQ(handedOver.size(), 2u);
     EXPECT_EQ(handedOver[0].useCount, 0);
     EXPECT_EQ(handedOver[1].abbreviation, ";removed");
-    EXPECT_EQ(snippets->snippet(kept.id)->useCount, 1);
+    EXPECT_EQ(snippets->snippet(kept.id)->useCount, 2);
 
     settle();
     EXPECT_EQ(snippets->lastPersistableSnippets(), snippets->snippets());
-    EXPECT_EQ(snippets->lastPersistableSnippets()[0].useCount, 1);
+    EXPECT_EQ(snippets->lastPersistableSnippets()[0].useCount, 2);
 
     snippets->update([&] {
         auto edited = *snippets->snippet(kept.id);
