@@ -427,17 +427,14 @@ PersistenceService::RestoredLibrary PersistenceService::restoreFromBackup(
 
     const auto staging = dataFolder_ / (std::string(stagingPrefix) + Uuid::random().toString());
     std::lock_guard write(writeLock_);
-    std::error_code error;
-    fs::create_directories(staging, error);
-    if (error) {
-        throw FileError("Couldn't create the restore folder: " + error.message());
-    }
+    ensurePrivateFolder(staging);
     installReplacements(replacements, staging);
 
     // Renaming marks the restore as complete; a crash while removing the folder afterwards is
     // then cleaned up, not rolled back.
     const auto finished = dataFolder_ / (std::string(kFinishedPrefix) +
                                          staging.filename().string().substr(stagingPrefix.size()));
+    std::error_code error;
     fs::rename(staging, finished, error);
     fs::remove_all(error ? staging : finished, error);
     if (error) {
@@ -459,7 +456,8 @@ void PersistenceService::installReplacements(const std::vector<Replacement>& rep
             const auto& destination = replacements[i].url;
             auto& entry = entries[i];
             entry.staged = staging / fs::relative(destination, dataFolder_);
-            fs::create_directories(destination.parent_path());
+            // The image folder may be new; it is as private as the rest.
+            ensurePrivateFolder(destination.parent_path());
             if (fs::exists(destination)) {
                 fs::create_directories(entry.staged.parent_path());
                 fs::rename(destination, entry.staged);

@@ -97,6 +97,8 @@ TEST_F(PersistenceServiceTest, RestoreReplacesLibraryAndMovesImagesIntoSideFiles
     EXPECT_EQ(restored.snippets[1].imageFileName, picture.id.toString() + ".bin");
     EXPECT_EQ(readFile(persistence.imagesFolder() / (picture.id.toString() + ".bin")),
               std::string("\x01\x02\x03", 3));
+    // A restore makes the image folder; it is as private as the rest.
+    EXPECT_EQ(fs::status(persistence.imagesFolder()).permissions(), fs::perms::owner_all);
     EXPECT_EQ(persistence.loadSnippets(), restored.snippets);
     EXPECT_EQ(persistence.loadGroups().at(0).name, "Work");
     EXPECT_TRUE(persistence.loadSettings()->showInDock);
