@@ -206,39 +206,17 @@ void ensurePrivateFolder(const std::filesystem::path& folder) {
     }
 }
 
-std::size_t removeGroupAndOtherAccess(const std::filesystem::path& path) {
-    std::size_t changed = 0;
-    const auto owner = ::geteuid();
-    auto tighten = [&](const std::filesystem::path& entry) {
-        struct stat info {};
-        if (::lstat(entry.c_str(), &info) != 0 || S_ISLNK(info.st_mode) || info.st_uid != owner ||
-            (info.st_mode & kGroupAndOther) == 0) {
-            return;
-        }
-        if (::chmod(entry.c_str(), info.st_mode & 07777 & ~kGroupAndOther) == 0) {
-            ++changed;
-        } else {
-            permissionLogger().error(describe("Couldn't make private", entry, errno));
-        }
-    };
-    std::error_code error;
-    const auto status = std::filesystem::symlink_status(path, error);
-    if (error || !std::filesystem::exists(status)) {
-        return 0;
+bool removeGroupAndOtherAccess(const std::filesystem::path& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0 || S_ISLNK(info.st_mode) || info.st_uid != ::geteuid() ||
+        (info.st_mode & kGroupAndOther) == 0) {
+        return false;
     }
-    tighten(path);
-    if (!std::filesystem::is_directory(status)) {
-        return changed;
+    if (::chmod(path.c_str(), info.st_mode & 07777 & ~kGroupAndOther) != 0) {
+        permissionLogger().error(describe("Couldn't make private", path, errno));
+        return false;
     }
-    for (auto it = std::filesystem::recursive_directory_iterator(path, error);
-         !error && it != std::filesystem::recursive_directory_iterator(); it.increment(error)) {
-        tighten(it->path());
-    }
-    if (error) {
-        permissionLogger().error("Couldn't look through \u201c" + path.string() +
-                                 "\u201d: " + error.message());
-    }
-    return changed;
+    return true;
 }
 
 }  // namespace wordloom

@@ -56,11 +56,11 @@ std::string fileTooLargeMessage(const std::filesystem::path& path, std::uint64_t
 /// it is not a folder (a symbolic link is not accepted), or when another user owns it.
 void ensurePrivateFolder(const std::filesystem::path& folder);
 
-/// Takes every permission of group and others away from `path` and, for a folder, from
-/// everything of ours below it; symbolic links are neither followed nor changed. For files
-/// written by an earlier version, or copied in with a loose umask. Returns how many entries
-/// changed; failures are logged and skipped.
-std::size_t removeGroupAndOtherAccess(const std::filesystem::path& path);
+/// Takes every permission of group and others away from the file or folder at `path` when it
+/// is ours (a folder's contents are left alone; a symbolic link is neither followed nor
+/// changed). For files written by an earlier version, or copied in with a loose umask. Returns
+/// whether it changed anything; a failure is logged.
+bool removeGroupAndOtherAccess(const std::filesystem::path& path);
 
 /// Whether `name` is one of the temporary files writeFileAtomically() leaves behind when the
 /// process dies mid-write.

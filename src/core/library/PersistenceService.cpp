@@ -15,6 +15,7 @@
 #include "core/base/Log.h"
 #include "core/base/Uuid.h"
 #include "core/library/LibraryCoding.h"
+#include "core/library/SnippetImageStore.h"
 
 namespace fs = std::filesystem;
 
@@ -150,8 +151,22 @@ void moveStagedFilesBack(const fs::path& staging, const fs::path& dataFolder) {
 PersistenceService::PersistenceService(fs::path dataFolder, const Clock& clock)
     : dataFolder_(std::move(dataFolder)), clock_(clock), installer_(&writeFileAtomically) {
     ensurePrivateFolder(dataFolder_);
-    // Files from before they were written private, or copied in by hand, become private too.
-    if (const auto tightened = removeGroupAndOtherAccess(dataFolder_); tightened > 0) {
+    // Files from before they were written private, or copied in by hand, become private too;
+    // only ours, as the folder given may hold other things.
+    std::size_t tightened = 0;
+    for (const auto file : {LibraryFile::snippets, LibraryFile::groups, LibraryFile::settings,
+                            LibraryFile::versions}) {
+        tightened += removeGroupAndOtherAccess(path(file)) ? 1 : 0;
+    }
+    tightened += removeGroupAndOtherAccess(imagesFolder()) ? 1 : 0;
+    std::error_code error;
+    for (auto it = fs::directory_iterator(imagesFolder(), error);
+         !error && it != fs::directory_iterator(); it.increment(error)) {
+        if (it->path().extension() == SnippetImageStore::fileExtension) {
+            tightened += removeGroupAndOtherAccess(it->path()) ? 1 : 0;
+        }
+    }
+    if (tightened > 0) {
         loadLogger().info("Made " + std::to_string(tightened) +
                           " file(s) in the data folder readable by their owner only.");
     }

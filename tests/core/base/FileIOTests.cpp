@@ -127,32 +127,29 @@ TEST(FileIO, PrivateFolderIsMadeOrTightenedAndRefusedWhenItIsNotOurs) {
     }
 }
 
-TEST(FileIO, TakesGroupAndOtherAccessFromATreeWithoutFollowingLinks) {
+TEST(FileIO, TakesGroupAndOtherAccessFromOneEntryWithoutFollowingLinks) {
     test::TemporaryDirectory folder;
     const Umask permissive(0);
     const auto data = folder / "Wordloom";
-    fs::create_directories(data / "snippet-images");
-    for (const auto& file : {data / "snippets.json", data / "snippet-images" / "A.bin"}) {
-        writeFileAtomically(file, "x");
-        fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write |
-                                  fs::perms::group_read | fs::perms::others_read);
-    }
-    fs::permissions(data / "snippet-images", fs::perms::all);
+    fs::create_directory(data);
+    const auto file = data / "snippets.json";
+    writeFileAtomically(file, "x");
+    fs::permissions(file, fs::perms::all);
+    fs::permissions(data, fs::perms::all);
     const auto outside = folder / "outside.txt";
     writeFileAtomically(outside, "y");
     fs::permissions(outside, fs::perms::all);
     fs::create_symlink(outside, data / "link");
 
-    EXPECT_EQ(removeGroupAndOtherAccess(data), 4u);  // two folders, two files; not the link
+    EXPECT_TRUE(removeGroupAndOtherAccess(data));
     EXPECT_EQ(permissionsOf(data), fs::perms::owner_all);
-    EXPECT_EQ(permissionsOf(data / "snippet-images"), fs::perms::owner_all);
-    EXPECT_EQ(permissionsOf(data / "snippets.json"),
-              fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_EQ(permissionsOf(data / "snippet-images" / "A.bin"),
-              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(permissionsOf(file), fs::perms::all);  // a folder's contents are not its own
+    EXPECT_TRUE(removeGroupAndOtherAccess(file));
+    EXPECT_EQ(permissionsOf(file), fs::perms::owner_all);
+    EXPECT_FALSE(removeGroupAndOtherAccess(data / "link"));
     EXPECT_EQ(permissionsOf(outside), fs::perms::all);
-    EXPECT_EQ(removeGroupAndOtherAccess(data), 0u);
-    EXPECT_EQ(removeGroupAndOtherAccess(folder / "absent"), 0u);
+    EXPECT_FALSE(removeGroupAndOtherAccess(file));
+    EXPECT_FALSE(removeGroupAndOtherAccess(folder / "absent"));
 }
 
 TEST(FileIO, FilesOverTheLimitAreRefusedBeforeTheyAreRead) {

@@ -231,10 +231,13 @@ TEST_F(PersistenceServiceTest, OpeningTheLibraryMakesAnOlderLooseDataFolderPriva
     fs::create_directories(data / "snippet-images");
     writeFileAtomically(data / "snippets.json", "[]");
     writeFileAtomically(data / "snippet-images" / "A.bin", "png");
+    // The folder given may hold files that are not ours: they are left as they are.
+    writeFileAtomically(data / "notes.txt", "mine");
     const auto readable = fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
                           fs::perms::others_read;
     fs::permissions(data / "snippets.json", readable);
     fs::permissions(data / "snippet-images" / "A.bin", readable);
+    fs::permissions(data / "notes.txt", readable);
     fs::permissions(data, fs::perms::all);
 
     PersistenceService reopened(data, clock);
@@ -243,6 +246,7 @@ TEST_F(PersistenceServiceTest, OpeningTheLibraryMakesAnOlderLooseDataFolderPriva
     EXPECT_EQ(mode(data / "snippets.json"), fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(mode(data / "snippet-images" / "A.bin"),
               fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(mode(data / "notes.txt"), readable);
 }
 
 TEST_F(PersistenceServiceTest, ALibraryFileOverItsLimitIsRefusedAndNamed) {
