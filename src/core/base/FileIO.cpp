@@ -175,6 +175,9 @@ std::string readFile(const std::filesystem::path& path, std::uint64_t limit) {
 }
 
 void ensurePrivateFolder(const std::filesystem::path& folder) {
+    if (folder.empty()) {
+        return;  // the working folder, which is the user's to arrange
+    }
     auto fail = [&](const std::string& reason) {
         throw FileError("Couldn't use the folder \u201c" + folder.string() + "\u201d: " + reason);
     };
