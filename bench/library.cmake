@@ -1,2 +1,3 @@
 wordloom_benchmark(library_bench library_bench.cpp DEPS wordloom_library)
 wordloom_benchmark(library_footprint library_footprint.cpp DEPS wordloom_library)
+wordloom_benchmark(use_count_bench use_count_bench.cpp DEPS wordloom_library)

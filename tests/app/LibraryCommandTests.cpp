@@ -72,6 +72,29 @@ TEST_F(LibraryCommandTest, AddRefusesBadInputWithClearMessages) {
     EXPECT_EQ(cli.run({"add", "--abbreviation", "([", "--match", "regex"}).status, 1);
 }
 
+TEST_F(LibraryCommandTest, OversizedInputFilesAreRefusedBeforeTheyAreRead) {
+    // Sparse files: their size is real, their bytes are never written or read.
+    auto sparse = [&](const std::string& name, std::uintmax_t size) {
+        const auto path = folder / name;
+        writeFileAtomically(path, "");
+        std::filesystem::resize_file(path, size);
+        return path.string();
+    };
+    const auto content = sparse("content.txt", fileSizeLimit::snippetPart + 1);
+    const auto tooLong = cli.run({"add", "--abbreviation", ";toolarge", "--content-file", content});
+    EXPECT_EQ(tooLong.status, 1);
+    EXPECT_NE(tooLong.err.find("\u201ccontent.txt\u201d: it is 64.0 MB, over the limit of 64 MB"),
+              std::string::npos)
+        << tooLong.err;
+    const auto image = sparse("picture.png", fileSizeLimit::snippetPart + 1);
+    EXPECT_EQ(cli.run({"add", "--abbreviation", "y", "--image", image}).status, 1);
+    const auto backup = sparse("backup.json", fileSizeLimit::document + 1);
+    const auto restore = cli.run({"restore-backup", backup});
+    EXPECT_EQ(restore.status, 1);
+    EXPECT_NE(restore.err.find("backup.json"), std::string::npos) << restore.err;
+    EXPECT_EQ(cli.run({"list"}).out.find(";toolarge"), std::string::npos);
+}
+
 TEST_F(LibraryCommandTest, ConflictsFailUnlessForcedAndCaseOnlyClashesWarn) {
     add({"--abbreviation", ";sig", "--label", "Signature"});
     const auto exact = cli.run({"add", "--abbreviation", ";sig"});

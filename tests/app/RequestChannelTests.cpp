@@ -87,6 +87,28 @@ TEST(RequestChannelTests, NothingListeningSaysWordloomIsNotRunning) {
     }
 }
 
+TEST(RequestChannelTests, RequestsGoOnlyThroughAFolderThatIsPrivatelyOurs) {
+    // Without a runtime folder the socket lives in the shared temporary folder, where anyone
+    // could have made the folder first, or planted a link to one of their own.
+    test::TemporaryDirectory folder;
+    const auto theirs = folder / "theirs";
+    std::filesystem::create_directory(theirs);
+    std::filesystem::create_directory_symlink(theirs, folder / "planted");
+    OneShotServer server(theirs / "requests", "ok\n");
+    try {
+        requestChannel::send(folder / "planted" / "requests", "copy", ";pin", seconds(10));
+        ADD_FAILURE() << "a request went through a planted link";
+    } catch (const std::runtime_error& error) {
+        EXPECT_NE(std::string(error.what()).find("not a folder"), std::string::npos)
+            << error.what();
+    }
+    // A folder of ours that others may enter is closed to them first.
+    std::filesystem::permissions(theirs, std::filesystem::perms::all);
+    EXPECT_EQ(requestChannel::send(theirs / "requests", "copy", ";sig", seconds(10)), "");
+    EXPECT_EQ(server.request(), "copy\t;sig\n");
+    EXPECT_EQ(std::filesystem::status(theirs).permissions(), std::filesystem::perms::owner_all);
+}
+
 TEST(RequestChannelTests, SocketIsPerDisplayInTheRuntimeFolder) {
     const char* previous = std::getenv("XDG_RUNTIME_DIR");
     const std::string saved = previous ? previous : "";

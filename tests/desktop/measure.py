@@ -77,11 +77,20 @@ class FileWatch:
 
 
 def children(pid):
+    """The processes `pid` started, from any of its threads (the script helper is started from
+    a worker thread, and /proc lists a child under the thread that made it)."""
+    found = []
     try:
-        with open("/proc/%d/task/%d/children" % (pid, pid)) as stream:
-            return [int(child) for child in stream.read().split()]
+        threads = os.listdir("/proc/%d/task" % pid)
     except FileNotFoundError:
         return []
+    for thread in threads:
+        try:
+            with open("/proc/%d/task/%s/children" % (pid, thread)) as stream:
+                found += [int(child) for child in stream.read().split()]
+        except FileNotFoundError:
+            pass
+    return found
 
 
 def wordloom_processes(supervisor):
@@ -107,8 +116,12 @@ def process_name(pid):
 
 
 def cpu_seconds(pid):
-    with open("/proc/%d/stat" % pid) as stream:
-        fields = stream.read().rsplit(")", 1)[1].split()
+    """0 for a process that has ended (an idle script helper retires after a minute)."""
+    try:
+        with open("/proc/%d/stat" % pid) as stream:
+            fields = stream.read().rsplit(")", 1)[1].split()
+    except FileNotFoundError:
+        return 0
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
@@ -121,6 +134,24 @@ def memory_kib(pid):
             if len(parts) == 3 and parts[2] == "kB":
                 values[parts[0].rstrip(":")] = int(parts[1])
     return values
+
+
+def smaps_breakdown(pid, top=12):
+    """[(mapping, Rss KiB, Pss KiB)], largest PSS first: where one process's memory is, by file
+    mapped or kind of anonymous memory ([heap], [stack], anonymous)."""
+    totals = {}
+    name = None
+    with open("/proc/%d/smaps" % pid) as stream:
+        for line in stream:
+            parts = line.split()
+            if "-" in parts[0] and len(parts) >= 5 and not parts[0].endswith(":"):
+                name = parts[5] if len(parts) > 5 else "anonymous"
+                name = os.path.basename(name) if name.startswith("/") else name
+                totals.setdefault(name, [0, 0])
+            elif parts[0] in ("Rss:", "Pss:") and name is not None:
+                totals[name][0 if parts[0] == "Rss:" else 1] += int(parts[1])
+    rows = sorted(((n, v[0], v[1]) for n, v in totals.items()), key=lambda r: -r[2])
+    return rows[:top]
 
 
 def load_average():
@@ -260,6 +291,9 @@ def report_memory(when, memory, options):
     print("  supervisor+application RSS %5.1f MB, PSS %5.1f MB"
           % (sum(values.get("Rss", 0) for values in ours) / 1024,
              sum(values.get("Pss", 0) for values in ours) / 1024))
+    print("  whole process tree     RSS %5.1f MB, PSS %5.1f MB (%d processes)"
+          % (sum(values.get("Rss", 0) for _, values in memory) / 1024,
+             sum(values.get("Pss", 0) for _, values in memory) / 1024, len(memory)))
 
 
 def main():
@@ -273,6 +307,8 @@ def main():
                         help="seconds between samples, after the window was emptied")
     parser.add_argument("--hold", type=float, default=0.0,
                         help="seconds the last key stays down (a typist's finger: about 0.08)")
+    parser.add_argument("--smaps", action="store_true",
+                        help="also show where the application's memory is, mapping by mapping")
     parser.add_argument("--trace", action="store_true",
                         help="turn on Wordloom's debug log and show when each stage was reached")
     options = parser.parse_args()
@@ -290,6 +326,9 @@ def main():
         typist = desktop.typist()
         time.sleep(2)
         started = wordloom_processes(supervisor.pid)
+        start_memory = [(name, memory_kib(pid)) for name, pid in started]
+        application = [pid for name, pid in started if name == "application"]
+        start_smaps = smaps_breakdown(application[0]) if options.smaps and application else []
         cpu_before = sum(cpu_seconds(pid) for _, pid in started)
         latencies, sent_times = measure_latency(desktop, options, typist, expansion)
         time.sleep(2)  # the library's save after the last use
@@ -301,7 +340,8 @@ def main():
         before = sum(cpu_seconds(pid) for _, pid in processes)
         time.sleep(options.idle)
         after = sum(cpu_seconds(pid) for _, pid in processes)
-        idle_memory = [(name, memory_kib(pid)) for name, pid in processes]
+        idle_memory = [(name, memory_kib(pid)) for name, pid in wordloom_processes(supervisor.pid)]
+        idle_smaps = smaps_breakdown(application[0]) if options.smaps and application else []
         typist.close()
         log_text = read(log_path(desktop, options)) or ""
 
@@ -316,8 +356,17 @@ def main():
           "each use): %.1f ms" % (1000 * cpu_during / len(latencies)))
     print("idle CPU over %.0f s: %.3f%% of one core" % (options.idle,
                                                         100 * (after - before) / options.idle))
+    report_memory("2 s after start, before any expansion", start_memory, options)
+    if start_smaps:
+        print("  the application's largest mappings then (RSS, PSS):")
+        for name, rss, pss in start_smaps:
+            print("    %-34s %6.1f MB %6.1f MB" % (name[:34], rss / 1024, pss / 1024))
     report_memory("2 s after the last expansion", busy_memory, options)
     report_memory("after the idle %.0f s" % options.idle, idle_memory, options)
+    if idle_smaps:
+        print("  the application's largest mappings then (RSS, PSS):")
+        for name, rss, pss in idle_smaps:
+            print("    %-34s %6.1f MB %6.1f MB" % (name[:34], rss / 1024, pss / 1024))
     print("after: " + load_average())
 
 

@@ -474,8 +474,13 @@ def active_window_name(desktop):
     return active_window_property(desktop, "WM_NAME")
 
 
+# Test files of their own import this module by name: let them find this one, not a second copy.
+sys.modules.setdefault("run_desktop_tests", sys.modules[__name__])
+from helper_tests import PlainLibraryHelperTests, ScriptLibraryHelperTests  # noqa: E402
+
 SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTests],
           "robustness": [RobustnessTests],
+          "helpers": [PlainLibraryHelperTests, ScriptLibraryHelperTests],
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests]}
 
 

@@ -46,7 +46,7 @@ int restoreBackupCommand(CommandInvocation& invocation) {
     const std::filesystem::path file = arguments.positionals()[0];
     std::string text;
     try {
-        text = readFile(file);
+        text = readFile(file, fileSizeLimit::document);
     } catch (const FileError& error) {
         throw CommandError(error.what());
     }

@@ -107,11 +107,13 @@ void LibrarySession::requireWritableLibrary() const {
 }
 
 void LibrarySession::save() {
-    // Let the debounced saves fire on their own first: that is the path the app takes.
-    const bool settled = executor_->runUntilIdle(std::chrono::seconds(5));
+    // A command's changes are complete when it ends: write them at once instead of waiting out
+    // the quiet period that lets the app gather a burst of edits into one write.
     snippetStore_->flush();
     settingsStore_->flush();
     const bool versionsSaved = versionStore_->flush();
+    // Then let saves that were already under way report back.
+    const bool settled = executor_->runUntilIdle(std::chrono::seconds(5));
     if (!settled) {
         Logger("LibrarySession").error("Saving took too long; pending writes were flushed.");
     }

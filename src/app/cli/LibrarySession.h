@@ -65,8 +65,8 @@ class LibrarySession {
     /// Messages of files that could not be read while loading (the library loaded without them).
     std::vector<std::string> loadWarnings() const;
 
-    /// Lets pending debounced saves run, writes what is left, and throws CommandError with the
-    /// store's message when a write failed.
+    /// Writes every pending change now, waits for saves already under way, and throws
+    /// CommandError with the store's message when a write failed.
     void save();
 
   private:

@@ -30,11 +30,19 @@ E parseEnumOption(const std::string& option, const std::string& value) {
 
 std::string readContentFile(const CommandInvocation& invocation, const std::string& file) {
     if (file == "-") {
-        return std::string(std::istreambuf_iterator<char>(invocation.in()),
-                           std::istreambuf_iterator<char>());
+        std::string text;
+        char buffer[65536];
+        while (invocation.in().read(buffer, sizeof buffer) || invocation.in().gcount() > 0) {
+            text.append(buffer, static_cast<std::size_t>(invocation.in().gcount()));
+            if (text.size() > fileSizeLimit::snippetPart) {
+                throw CommandError(
+                    fileTooLargeMessage("standard input", text.size(), fileSizeLimit::snippetPart));
+            }
+        }
+        return text;
     }
     try {
-        return readFile(file);
+        return readFile(file, fileSizeLimit::snippetPart);
     } catch (const FileError& error) {
         throw CommandError(error.what());
     }
@@ -98,7 +106,7 @@ void applySnippetOptions(const CommandInvocation& invocation, const ParsedArgume
             throw UsageError("--image needs --type image (or no --type)");
         }
         try {
-            const auto bytes = readFile(*file);
+            const auto bytes = readFile(*file, fileSizeLimit::snippetPart);
             snippet.imageData = Bytes(bytes.begin(), bytes.end());
         } catch (const FileError& error) {
             throw CommandError(error.what());

@@ -7,6 +7,7 @@
 #include "app/cli/CommandRegistry.h"
 #include "app/cli/LibrarySession.h"
 #include "app/desktop/DesktopSupervisor.h"
+#include "core/base/FileIO.h"
 
 namespace wordloom::cli {
 
@@ -16,8 +17,11 @@ void registerStartCommand(CommandRegistry& registry) {
                   [](CommandInvocation& invocation) {
                       const auto arguments = invocation.parse({});
                       const auto location = LibraryLocation::resolve(invocation, arguments);
-                      std::error_code error;
-                      std::filesystem::create_directories(location.dataFolder, error);
+                      try {
+                          ensurePrivateFolder(location.dataFolder);
+                      } catch (const FileError&) {
+                          // The application reports it when it opens the library.
+                      }
                       if (invocation.environment(supervisedApplicationVariable)) {
                           return runSupervisedDesktopApplication(
                               {location.dataFolder, location.configFolder}, "wordloom");

@@ -29,8 +29,12 @@
 #include "core/macros/AIService.h"
 #include "core/macros/JavaScriptRunner.h"
 #include "core/macros/MacroEvaluator.h"
+<<<<<<< HEAD
 #include "core/sync/SyncScheduler.h"
 #include "core/sync/iCloudSyncService.h"
+=======
+#include "core/macros/ScriptUse.h"
+>>>>>>> harden-files
 #include "platform/x11/AlsaSoundPlayer.h"
 #include "platform/x11/AtspiAccessibilityService.h"
 #include "platform/x11/InjectedKeyLedger.h"
@@ -132,6 +136,9 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
 
     JavaScriptRunnerOptions scriptOptions;
     scriptOptions.helperPath = JavaScriptRunner::defaultHelperPath();
+    // A waiting helper and its zygote hold more memory than the rest of the app: only a library
+    // with scripts gets them ahead of need (libraryChanged below).
+    scriptOptions.keepSpareHelper = false;
     JavaScriptRunner scripts(scriptOptions);
     SharedAISettings aiSettings;
     AIService ai([&aiSettings] { return aiSettings.get(); });
@@ -181,6 +188,7 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
             return {};
         });
 
+    bool scriptHelperWaiting = false;
     const auto libraryChanged = [&] {
         trimmer.schedule();
         if (library.isRecordingUse()) {
@@ -190,6 +198,9 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
         }
         cache.rebuild(snippetStore.snippets());
         detector.prewarmRegexes(snippetStore.snippets());
+        if (!scriptHelperWaiting && libraryUsesScripts(snippetStore.snippets())) {
+            scriptHelperWaiting = scripts.prepareAhead();
+        }
     };
     const auto snippetSubscription = snippetStore.observeChanges(libraryChanged);
     const auto settingsChanged = [&] {

@@ -12,6 +12,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "core/base/FileIO.h"
+
 namespace wordloom {
 
 namespace {
@@ -91,6 +93,12 @@ std::filesystem::path socketPath(const std::string& display) {
 
 std::string send(const std::filesystem::path& socket, const std::string& command,
                  const std::string& argument, Duration timeout) {
+    // A socket in a folder someone else controls may be theirs, listening for our requests.
+    try {
+        ensurePrivateFolder(socket.parent_path());
+    } catch (const FileError& error) {
+        throw std::runtime_error(error.what());
+    }
     const auto address = addressOf(socket);
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (!address || fd < 0 ||
@@ -122,8 +130,14 @@ std::string send(const std::filesystem::path& socket, const std::string& command
 RequestListener::RequestListener(std::filesystem::path socket, Handler handler)
     : path_(std::move(socket)), handler_(std::move(handler)) {
     const auto address = addressOf(path_);
+    try {
+        // In the shared temporary folder another user may have made the folder first.
+        ensurePrivateFolder(path_.parent_path());
+    } catch (const FileError& failure) {
+        logger_.error(std::string("Not listening for requests: ") + failure.what());
+        return;
+    }
     std::error_code error;
-    std::filesystem::create_directories(path_.parent_path(), error);
     // Only one instance runs per display (its lock), so a socket left here is a dead one's.
     std::filesystem::remove(path_, error);
     fd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);

@@ -5,15 +5,30 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
+#include "core/base/Log.h"
 #include "core/base/Uuid.h"
 
 namespace wordloom {
 namespace {
 
 constexpr std::string_view kTemporarySuffix = ".wordloom-tmp";
+constexpr mode_t kGroupAndOther = S_IRWXG | S_IRWXO;
+
+const Logger& permissionLogger() {
+    static const Logger logger("FileIO.permissions");
+    return logger;
+}
+
+std::string megabytes(std::uint64_t bytes) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / (1024.0 * 1024.0));
+    return text;
+}
 
 std::string describe(const std::string& action, const std::filesystem::path& path, int error) {
     return action + " \u201c" + path.filename().string() + "\u201d: " + std::strerror(error);
@@ -48,7 +63,8 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
     const auto temporary = folder / ("." + path.filename().string() + "." +
                                      Uuid::random().toString() + std::string(kTemporarySuffix));
 
-    FileDescriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    // Everything we write holds the user's snippets or settings: private from the first byte.
+    FileDescriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (file.get() < 0) {
         throw FileError(describe("Couldn't write", path, errno));
     }
@@ -56,6 +72,10 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
         ::unlink(temporary.c_str());
         throw FileError(describe("Couldn't write", path, error));
     };
+    // The mode given to open() passes through the umask; this does not.
+    if (::fchmod(file.get(), 0600) != 0) {
+        fail(errno);
+    }
     std::size_t written = 0;
     while (written < bytes.size()) {
         const ssize_t n = ::write(file.get(), bytes.data() + written, bytes.size() - written);
@@ -83,7 +103,22 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view byt
     }
 }
 
-std::optional<std::string> readFileIfExists(const std::filesystem::path& path) {
+std::string fileTooLargeMessage(const std::filesystem::path& path, std::uint64_t size,
+                                std::uint64_t limit) {
+    return "Couldn't read \u201c" + path.filename().string() + "\u201d: it is " + megabytes(size) +
+           ", over the limit of " + std::to_string(limit >> 20) + " MB for files of this kind.";
+}
+
+void requireFileSizeAtMost(const std::filesystem::path& path, std::uint64_t limit) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+        static_cast<std::uint64_t>(info.st_size) > limit) {
+        throw FileError(fileTooLargeMessage(path, static_cast<std::uint64_t>(info.st_size), limit));
+    }
+}
+
+std::optional<std::string> readFileIfExists(const std::filesystem::path& path,
+                                            std::uint64_t limit) {
     FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.get() < 0) {
         if (errno == ENOENT) {
@@ -98,12 +133,19 @@ std::optional<std::string> readFileIfExists(const std::filesystem::path& path) {
     if (S_ISDIR(info.st_mode)) {
         throw FileError(describe("Couldn't read", path, EISDIR));
     }
+    if (static_cast<std::uint64_t>(info.st_size) > limit) {
+        throw FileError(fileTooLargeMessage(path, static_cast<std::uint64_t>(info.st_size), limit));
+    }
     std::string contents;
     contents.resize(static_cast<std::size_t>(info.st_size));
     std::size_t filled = 0;
     for (;;) {
         if (filled == contents.size()) {
-            contents.resize(contents.size() + 4096);  // the file grew, or st_size was 0
+            // The file grew, or st_size was 0 (a pipe, a file in /proc): still within the limit.
+            if (filled > limit) {
+                throw FileError(fileTooLargeMessage(path, filled, limit));
+            }
+            contents.resize(contents.size() + 4096);
         }
         const ssize_t n = ::read(file.get(), contents.data() + filled, contents.size() - filled);
         if (n < 0) {
@@ -117,16 +159,67 @@ std::optional<std::string> readFileIfExists(const std::filesystem::path& path) {
         }
         filled += static_cast<std::size_t>(n);
     }
+    if (filled > limit) {
+        throw FileError(fileTooLargeMessage(path, filled, limit));
+    }
     contents.resize(filled);
     return contents;
 }
 
-std::string readFile(const std::filesystem::path& path) {
-    auto contents = readFileIfExists(path);
+std::string readFile(const std::filesystem::path& path, std::uint64_t limit) {
+    auto contents = readFileIfExists(path, limit);
     if (!contents) {
         throw FileError(describe("Couldn't read", path, ENOENT));
     }
     return std::move(*contents);
+}
+
+void ensurePrivateFolder(const std::filesystem::path& folder) {
+    if (folder.empty()) {
+        return;  // the working folder, which is the user's to arrange
+    }
+    auto fail = [&](const std::string& reason) {
+        throw FileError("Couldn't use the folder \u201c" + folder.string() + "\u201d: " + reason);
+    };
+    if (folder.has_parent_path() && folder.parent_path() != folder) {
+        std::error_code error;
+        std::filesystem::create_directories(folder.parent_path(), error);
+        if (error) {
+            fail(error.message());
+        }
+    }
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+        fail(std::strerror(errno));
+    }
+    // Checked and tightened through one descriptor, so that the folder cannot be swapped for a
+    // link or another user's folder between the check and the chmod.
+    FileDescriptor handle(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (handle.get() < 0) {
+        fail(errno == ENOTDIR || errno == ELOOP ? "it is not a folder" : std::strerror(errno));
+    }
+    struct stat info {};
+    if (::fstat(handle.get(), &info) != 0) {
+        fail(std::strerror(errno));
+    }
+    if (info.st_uid != ::geteuid()) {
+        fail("it belongs to another user");
+    }
+    if ((info.st_mode & kGroupAndOther) != 0 && ::fchmod(handle.get(), 0700) != 0) {
+        fail(std::strerror(errno));
+    }
+}
+
+bool removeGroupAndOtherAccess(const std::filesystem::path& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0 || S_ISLNK(info.st_mode) || info.st_uid != ::geteuid() ||
+        (info.st_mode & kGroupAndOther) == 0) {
+        return false;
+    }
+    if (::chmod(path.c_str(), info.st_mode & 07777 & ~kGroupAndOther) != 0) {
+        permissionLogger().error(describe("Couldn't make private", path, errno));
+        return false;
+    }
+    return true;
 }
 
 }  // namespace wordloom

@@ -15,6 +15,7 @@
 #include "core/base/Log.h"
 #include "core/base/Uuid.h"
 #include "core/library/LibraryCoding.h"
+#include "core/library/SnippetImageStore.h"
 
 namespace fs = std::filesystem;
 
@@ -59,8 +60,12 @@ std::optional<simdjson::padded_string> readPadded(const fs::path& path) {
     struct stat info {};
     if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
         // Let the general reader produce the precise message.
-        const auto text = readFile(path);
+        const auto text = readFile(path, fileSizeLimit::libraryFile);
         return simdjson::padded_string(text);
+    }
+    if (static_cast<std::uint64_t>(info.st_size) > fileSizeLimit::libraryFile) {
+        throw FileError(fileTooLargeMessage(path, static_cast<std::uint64_t>(info.st_size),
+                                            fileSizeLimit::libraryFile));
     }
     const auto size = static_cast<std::size_t>(info.st_size);
     simdjson::padded_string buffer(size);
@@ -82,7 +87,7 @@ std::optional<simdjson::padded_string> readPadded(const fs::path& path) {
     char probe = 0;
     if (filled < size || ::read(fd, &probe, 1) != 0) {
         // The file changed size while we read it; read it again the simple way.
-        const auto text = readFile(path);
+        const auto text = readFile(path, fileSizeLimit::libraryFile);
         return simdjson::padded_string(text);
     }
     return buffer;
@@ -145,11 +150,25 @@ void moveStagedFilesBack(const fs::path& staging, const fs::path& dataFolder) {
 
 PersistenceService::PersistenceService(fs::path dataFolder, const Clock& clock)
     : dataFolder_(std::move(dataFolder)), clock_(clock), installer_(&writeFileAtomically) {
+    ensurePrivateFolder(dataFolder_);
+    // Files from before they were written private, or copied in by hand, become private too;
+    // only ours, as the folder given may hold other things.
+    std::size_t tightened = 0;
+    for (const auto file : {LibraryFile::snippets, LibraryFile::groups, LibraryFile::settings,
+                            LibraryFile::versions}) {
+        tightened += removeGroupAndOtherAccess(path(file)) ? 1 : 0;
+    }
+    tightened += removeGroupAndOtherAccess(imagesFolder()) ? 1 : 0;
     std::error_code error;
-    fs::create_directories(dataFolder_, error);
-    if (error || !fs::is_directory(dataFolder_)) {
-        throw FileError("Couldn't create the data folder " + quotedName(dataFolder_.string()) +
-                        ": " + (error ? error.message() : "it is not a folder"));
+    for (auto it = fs::directory_iterator(imagesFolder(), error);
+         !error && it != fs::directory_iterator(); it.increment(error)) {
+        if (it->path().extension() == SnippetImageStore::fileExtension) {
+            tightened += removeGroupAndOtherAccess(it->path()) ? 1 : 0;
+        }
+    }
+    if (tightened > 0) {
+        loadLogger().info("Made " + std::to_string(tightened) +
+                          " file(s) in the data folder readable by their owner only.");
     }
 }
 
@@ -423,17 +442,14 @@ PersistenceService::RestoredLibrary PersistenceService::restoreFromBackup(
 
     const auto staging = dataFolder_ / (std::string(stagingPrefix) + Uuid::random().toString());
     std::lock_guard write(writeLock_);
-    std::error_code error;
-    fs::create_directories(staging, error);
-    if (error) {
-        throw FileError("Couldn't create the restore folder: " + error.message());
-    }
+    ensurePrivateFolder(staging);
     installReplacements(replacements, staging);
 
     // Renaming marks the restore as complete; a crash while removing the folder afterwards is
     // then cleaned up, not rolled back.
     const auto finished = dataFolder_ / (std::string(kFinishedPrefix) +
                                          staging.filename().string().substr(stagingPrefix.size()));
+    std::error_code error;
     fs::rename(staging, finished, error);
     fs::remove_all(error ? staging : finished, error);
     if (error) {
@@ -455,7 +471,8 @@ void PersistenceService::installReplacements(const std::vector<Replacement>& rep
             const auto& destination = replacements[i].url;
             auto& entry = entries[i];
             entry.staged = staging / fs::relative(destination, dataFolder_);
-            fs::create_directories(destination.parent_path());
+            // The image folder may be new; it is as private as the rest.
+            ensurePrivateFolder(destination.parent_path());
             if (fs::exists(destination)) {
                 fs::create_directories(entry.staged.parent_path());
                 fs::rename(destination, entry.staged);

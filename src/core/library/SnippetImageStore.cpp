@@ -19,12 +19,7 @@ void SnippetImageStore::ensureFolder() {
     if (folderCreated_) {
         return;
     }
-    std::error_code error;
-    fs::create_directories(folder_, error);
-    if (error) {
-        throw FileError("Couldn't create the image folder \u201c" + folder_.string() +
-                        "\u201d: " + error.message());
-    }
+    ensurePrivateFolder(folder_);
     folderCreated_ = true;
 }
 
@@ -43,7 +38,7 @@ void SnippetImageStore::write(const Uuid& snippetId, const Bytes& bytes) {
 Bytes SnippetImageStore::read(const Uuid& snippetId) {
     const auto path = folder_ / fileName(snippetId);
     std::lock_guard lock(accessLock_);
-    const auto text = readFile(path);
+    const auto text = readFile(path, fileSizeLimit::snippetPart);
     return Bytes(text.begin(), text.end());
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <stdexcept>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "core/base/Log.h"
@@ -86,7 +87,9 @@ struct SnippetStore::Impl {
           images(imagesIn),
           versions(versionsIn),
           defaults(defaultsIn),
-          saveTask(executorIn, kSaveDebounce, [this] { saveInBackground(); }) {}
+          saveTask(executorIn, kSaveDebounce, [this] { saveInBackground(); }),
+          useCountSaveTask(executorIn, SnippetStore::useCountSaveDelay,
+                           [this] { saveInBackground(); }) {}
 
     Executor& executor;
     PersistenceService& persistence;
@@ -114,9 +117,23 @@ struct SnippetStore::Impl {
     std::optional<std::uint64_t> handedOverGeneration;
     std::shared_ptr<const SnippetList> handedOver;
     std::weak_ptr<const SnippetList> snapshotInFlight;
+    // While the live list differs from the handed-over one only in counted uses, the counts as
+    // they were handed over, rather than a copy of the whole list kept until the next save.
+    struct UseCounts {
+        std::int64_t useCount = 0;
+        std::optional<Timestamp> lastUsedAt;
+    };
+    std::unordered_map<Uuid, UseCounts> countsAsHandedOver;
+    // Built only when lastPersistableSnippets() is asked for while such counts are pending.
+    mutable std::optional<SnippetList> withCountsAsHandedOver;
     bool dirty = false;
+    // Uses counted since the last snapshot handed to a save.
+    bool usesUnsaved = false;
     std::size_t savesInFlight = 0;
     DebouncedAction saveTask;
+    // Started by the first unsaved use and not restarted by later ones, so that steady typing
+    // still has its counts written every `useCountSaveDelay`.
+    DebouncedAction useCountSaveTask;
     ObserverList<> observers;
     std::shared_ptr<bool> alive = std::make_shared<bool>(true);
 
@@ -138,14 +155,16 @@ struct SnippetStore::Impl {
         }
         handedOver = snapshotInFlight.lock();
         if (!handedOver) {
-            handedOver = std::make_shared<const SnippetList>(snippets);
+            handedOver = std::make_shared<const SnippetList>(listAsHandedOver());
         }
+        forgetCountsAsHandedOver();
     }
 
     std::shared_ptr<const SnippetList> handOverSnippets() {
         auto snapshot = std::make_shared<const SnippetList>(snippets);
         handedOverGeneration = snippetGeneration;
         handedOver.reset();
+        forgetCountsAsHandedOver();
         snapshotInFlight = snapshot;
         return snapshot;
     }
@@ -155,7 +174,50 @@ struct SnippetStore::Impl {
         if (!handedOverGeneration) {
             return nothingYet;
         }
-        return *handedOverGeneration == snippetGeneration || !handedOver ? snippets : *handedOver;
+        if (handedOver) {
+            return *handedOver;
+        }
+        if (*handedOverGeneration != snippetGeneration || countsAsHandedOver.empty()) {
+            return snippets;
+        }
+        if (!withCountsAsHandedOver) {
+            withCountsAsHandedOver = listAsHandedOver();
+        }
+        return *withCountsAsHandedOver;
+    }
+
+    // The live list with counted uses taken back to what was handed over.
+    SnippetList listAsHandedOver() const {
+        SnippetList list = snippets;
+        if (countsAsHandedOver.empty()) {
+            return list;
+        }
+        for (auto& snippet : list) {
+            if (const auto it = countsAsHandedOver.find(snippet.id);
+                it != countsAsHandedOver.end()) {
+                snippet.useCount = it->second.useCount;
+                snippet.lastUsedAt = it->second.lastUsedAt;
+            }
+        }
+        return list;
+    }
+
+    void forgetCountsAsHandedOver() {
+        countsAsHandedOver.clear();
+        withCountsAsHandedOver.reset();
+    }
+
+    // Call before counting a use of `snippet`; it needs no generation bump.
+    void willCountUse(const Snippet& snippet) {
+        withCountsAsHandedOver.reset();
+        if (handedOverGeneration != snippetGeneration || handedOver) {
+            return;
+        }
+        handedOver = snapshotInFlight.lock();
+        if (!handedOver) {
+            countsAsHandedOver.try_emplace(snippet.id,
+                                           UseCounts{snippet.useCount, snippet.lastUsedAt});
+        }
     }
 
     void markDirty() {
@@ -223,6 +285,8 @@ struct SnippetStore::Impl {
             return;
         }
         dirty = false;
+        usesUnsaved = false;
+        useCountSaveTask.cancel();
         const auto ticket = persistence.beginSave();
         ++savesInFlight;
         std::weak_ptr<bool> weakAlive = alive;
@@ -339,10 +403,13 @@ struct SnippetStore::Impl {
 
     void writeNow() {
         saveTask.cancel();
+        useCountSaveTask.cancel();
         dirty = false;
+        usesUnsaved = false;
         const auto ticket = persistence.beginSave();
         handedOverGeneration = snippetGeneration;
         handedOver.reset();
+        forgetCountsAsHandedOver();
         snapshotInFlight.reset();
         try {
             persistence.saveSnippets(snippets, ticket);
@@ -699,12 +766,27 @@ void SnippetStore::applyExternalGroup(SnippetGroup group) {
 }
 
 void SnippetStore::recordUse(const Uuid& id) {
-    if (auto* s = impl_->find(id)) {
-        impl_->willChangeSnippets();
-        ++s->useCount;
-        s->lastUsedAt = impl_->executor.now();
-        impl_->snippetsChanged({id});
+    auto& impl = *impl_;
+    auto* s = impl.find(id);
+    if (!s) {
+        return;
     }
+    if (!impl.isHydrated) {
+        // Merged into the loaded library and saved with it, like any early change.
+        impl.willChangeSnippets();
+        ++s->useCount;
+        s->lastUsedAt = impl.executor.now();
+        impl.snippetsChanged({id});
+        return;
+    }
+    impl.willCountUse(*s);
+    ++s->useCount;
+    s->lastUsedAt = impl.executor.now();
+    impl.usesUnsaved = true;
+    if (!impl.saveTask.isPending() && !impl.useCountSaveTask.isPending()) {
+        impl.useCountSaveTask.schedule();
+    }
+    impl.observers.notify();
 }
 
 void SnippetStore::restoreVersion(const SnippetVersion& version) {
@@ -722,7 +804,7 @@ void SnippetStore::restoreVersion(const SnippetVersion& version) {
 
 void SnippetStore::flush() {
     auto& impl = *impl_;
-    if (!impl.isHydrated || (!impl.dirty && impl.savesInFlight == 0)) {
+    if (!impl.isHydrated || (!impl.dirty && !impl.usesUnsaved && impl.savesInFlight == 0)) {
         return;
     }
     impl.writeNow();

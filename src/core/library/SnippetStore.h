@@ -35,10 +35,17 @@ struct ConflictCheckResult {
 /// `deletedAt`) and groups. Lives on the main queue. Loads once in the background, keeps changes
 /// made before the load finished, saves 0.5 s after the last change, and announces every change
 /// to the snippet list to its observers ("WordloomSnippetsDidChange").
+///
+/// Counting a use is the one change made on every expansion, and writing the whole library for
+/// it would cost far more than the expansion itself. Use counts therefore ride along with the
+/// next save of any other change, and are otherwise written `useCountSaveDelay` after the first
+/// use not yet on disk, and by flush(): a crash loses at most that long's counts.
 class SnippetStore {
   public:
     /// The name of the announcement observeChanges() delivers.
     static constexpr std::string_view didChangeNotification = "WordloomSnippetsDidChange";
+    /// The longest a counted use waits for a save of its own.
+    static constexpr Duration useCountSaveDelay = std::chrono::seconds(60);
 
     SnippetStore(Executor& executor, PersistenceService& persistence, SnippetImageStore& images,
                  SnippetVersionStore& versions, UserDefaults& defaults);
@@ -110,14 +117,16 @@ class SnippetStore {
     /// Adds or replaces a group as another copy has it, `modifiedAt` included.
     void applyExternalGroup(SnippetGroup group);
 
-    /// Counts one expansion: `useCount` + 1, `lastUsedAt` now.
+    /// Counts one expansion: `useCount` + 1, `lastUsedAt` now. Written with the next save, or
+    /// within `useCountSaveDelay`.
     void recordUse(const Uuid& id);
 
     /// Saves the current state as a version ("Before restore"), then applies `version`. Throws
     /// std::invalid_argument when its snippet is gone.
     void restoreVersion(const SnippetVersion& version);
 
-    /// Writes a pending save now (before quitting). Failures are logged and kept in lastError().
+    /// Writes a pending save, use counts included, now (before quitting). Failures are logged and
+    /// kept in lastError().
     void flush();
 
     /// "WordloomSnippetsDidChange": called on the main queue after every change to the snippet

@@ -17,7 +17,8 @@ const Logger& logger() {
 
 UserDefaults::UserDefaults(std::filesystem::path file) : file_(std::move(file)) {
     try {
-        const auto text = readFileIfExists(file_);
+        removeGroupAndOtherAccess(file_);
+        const auto text = readFileIfExists(file_, fileSizeLimit::libraryFile);
         if (!text) {
             return;
         }
@@ -98,7 +99,7 @@ bool UserDefaults::write() {
     }
     text += first ? "}\n" : "\n}\n";
     try {
-        std::filesystem::create_directories(file_.parent_path());
+        ensurePrivateFolder(file_.parent_path());
         writeFileAtomically(file_, text);
         return true;
     } catch (const std::exception& error) {

@@ -106,18 +106,18 @@ ConditionEvaluator::Outcome matchesPattern(std::string_view subject, std::string
         icu::UnicodeString::fromUTF8(icu::StringPiece(pattern.data(), pattern.size())), 0,
         parseError, status));
     if (U_FAILURE(status) || !compiled) {
-        return {false, "[Invalid pattern in condition: " + std::string(pattern) + "]"};
+        return {false, "Invalid pattern in condition: " + std::string(pattern) + "."};
     }
     icu::UnicodeString input =
         icu::UnicodeString::fromUTF8(icu::StringPiece(subject.data(), subject.size()));
     std::unique_ptr<icu::RegexMatcher> matcher(compiled->matcher(input, status));
     if (U_FAILURE(status) || !matcher) {
-        return {false, "[Invalid pattern in condition: " + std::string(pattern) + "]"};
+        return {false, "Invalid pattern in condition: " + std::string(pattern) + "."};
     }
     matcher->setTimeLimit(regexTimeLimit, status);
     bool found = matcher->find(status);
     if (U_FAILURE(status)) {
-        return {false, "[Pattern in condition took too long: " + std::string(pattern) + "]"};
+        return {false, "Pattern in condition took too long: " + std::string(pattern) + "."};
     }
     return {found, std::nullopt};
 }

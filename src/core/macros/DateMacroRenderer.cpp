@@ -130,7 +130,7 @@ DateMacroRenderer::Outcome DateMacroRenderer::renderInto(const MacroType& type, 
         return {true, "[invalid date offset]"};
     }
     if (!cache_.appendFormatted(specFor(*format, family), *when, out)) {
-        return {true, "[Invalid date format: " + format->value_or("") + "]"};
+        return {true, std::nullopt, true};
     }
     return {true, std::nullopt};
 }

@@ -21,8 +21,11 @@ class DateMacroRenderer {
   public:
     struct Outcome {
         bool isDateMacro = false;
-        /// Set when the macro failed; nothing was written then.
+        /// Set when the macro failed with its error text; nothing was written then.
         std::optional<std::string> error;
+        /// Set when the format is not a pattern that can be written (an unclosed quote, say);
+        /// nothing was written then, and there is no error text for the output.
+        bool unusableFormat = false;
     };
 
     explicit DateMacroRenderer(DateFormatterCache& cache = DateFormatterCache::shared())

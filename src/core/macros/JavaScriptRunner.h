@@ -35,6 +35,7 @@ struct JavaScriptRunnerOptions {
     /// Helpers kept started between scripts.
     std::size_t idleHelpers = 2;
     /// Start a helper (and the zygote) when the runner is made, so the first script finds one.
+    /// Without it, prepareAhead() does that when scripts become likely.
     bool keepSpareHelper = true;
     std::size_t maxRunsPerHelper = 200;
     /// An idle helper unused this long is stopped: it keeps the heap its scripts grew.
@@ -71,6 +72,10 @@ class JavaScriptRunner final : public JavaScriptExecuting {
 
     /// The helper next to the running program, unless WORDLOOM_JSRUNNER_PATH names another.
     static std::string defaultHelperPath();
+
+    /// Starts the zygote and one helper ahead of need, so that the next script does not wait
+    /// for a process to start. Returns false (and logs) when the helper cannot start.
+    bool prepareAhead() { return pool_.prewarm(); }
 
     double maxExecutionTime() const { return maxExecutionTime_.load(); }
     void setMaxExecutionTime(double seconds) { maxExecutionTime_.store(seconds); }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <random>
 
+#include "core/base/Log.h"
 #include "core/base/Text.h"
 #include "core/macros/ConditionEvaluator.h"
 #include "core/macros/FillInFieldCollector.h"
@@ -155,6 +156,13 @@ class EvaluationRun {
         out.errors.push_back(std::move(error));
     }
 
+    // A mistake in the snippet that has no error text of its own: the macro writes nothing,
+    // and the author finds out from the log (the command line's standard error).
+    static void ignore(std::string_view why) {
+        static const Logger logger("MacroEvaluator");
+        logger.error(why);
+    }
+
     void render(const std::vector<MacroBlock>& blocks, const Level& level, Output& out) {
         for (const MacroBlock& block : blocks) {
             switch (block.kind) {
@@ -179,12 +187,12 @@ class EvaluationRun {
                     }
                     break;
                 case MacroBlock::Kind::stray:
-                    fail(out,
-                         "[Unmatched " + level.macros[block.macroIndex].originalText.str() + "]");
+                    ignore("Ignoring " + level.macros[block.macroIndex].originalText.str() +
+                           ": no section of its kind is open.");
                     break;
                 case MacroBlock::Kind::tooDeep:
-                    fail(out, "[Too deeply nested: " +
-                                  level.macros[block.macroIndex].originalText.str() + "]");
+                    ignore("Ignoring " + level.macros[block.macroIndex].originalText.str() +
+                           ": sections are nested too deeply.");
                     break;
             }
         }
@@ -212,7 +220,7 @@ class EvaluationRun {
         }
         auto outcome = ConditionEvaluator::evaluate(resolved);
         if (outcome.error) {
-            fail(out, *outcome.error);
+            ignore(*outcome.error + " The condition counts as false.");
         }
         return outcome.value;
     }
@@ -235,6 +243,9 @@ class EvaluationRun {
         if (dated.isDateMacro) {
             if (dated.error) {
                 fail(out, std::move(*dated.error));
+            } else if (dated.unusableFormat) {
+                ignore("Ignoring " + parsed.originalText.str() + ": its date format is not one " +
+                       "that can be written.");
             }
             return;
         }
@@ -269,7 +280,8 @@ class EvaluationRun {
                     if (auto key = enumFromRaw<SimulatedKey>(value.keyName)) {
                         out.keyBytes.emplace_back(out.text.size(), *key);
                     } else {
-                        fail(out, "[Unknown key: " + value.keyName + "]");
+                        ignore("Ignoring {{key:" + value.keyName + "}}: there is no key of " +
+                               "that name.");
                     }
                 } else if constexpr (std::is_same_v<T, macro::Snippet>) {
                     includeSnippet(level, index, value.abbreviation, out);
@@ -303,7 +315,8 @@ class EvaluationRun {
             return;
         }
         if (++inclusions_ > MacroEvaluator::maximumSnippetInclusions) {
-            fail(out, "[Too many nested snippets]");
+            // Snippets that include each other many times over grow as fast as deep nesting.
+            fail(out, "[Max nesting depth reached]");
             return;
         }
         EvaluationContext nested = context;
@@ -313,7 +326,7 @@ class EvaluationRun {
         nested.hasAncestorFillInMacros = context.hasAncestorFillInMacros || level.hasFillInMacros;
 
         if (snippet->contentType == ContentType::image) {
-            fail(out, "[Image snippet cannot be nested: " + abbreviation + "]");
+            ignore("Ignoring {{snippet:" + abbreviation + "}}: a picture cannot go inside text.");
             return;
         }
         if (snippet->contentType == ContentType::javaScript) {

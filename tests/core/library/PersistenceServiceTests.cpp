@@ -97,6 +97,8 @@ TEST_F(PersistenceServiceTest, RestoreReplacesLibraryAndMovesImagesIntoSideFiles
     EXPECT_EQ(restored.snippets[1].imageFileName, picture.id.toString() + ".bin");
     EXPECT_EQ(readFile(persistence.imagesFolder() / (picture.id.toString() + ".bin")),
               std::string("\x01\x02\x03", 3));
+    // A restore makes the image folder; it is as private as the rest.
+    EXPECT_EQ(fs::status(persistence.imagesFolder()).permissions(), fs::perms::owner_all);
     EXPECT_EQ(persistence.loadSnippets(), restored.snippets);
     EXPECT_EQ(persistence.loadGroups().at(0).name, "Work");
     EXPECT_TRUE(persistence.loadSettings()->showInDock);
@@ -222,6 +224,43 @@ TEST(ExportDataCoding, RejectsDocumentsThatAreNotBackups) {
     const auto minimal = decodeExportData(R"({"snippets": [{"abbreviation": "no id"}]})", {});
     EXPECT_TRUE(minimal.snippets.empty());
     EXPECT_EQ(minimal.settings, AppSettings{});
+}
+
+TEST_F(PersistenceServiceTest, OpeningTheLibraryMakesAnOlderLooseDataFolderPrivate) {
+    const auto data = folder / "Older";
+    fs::create_directories(data / "snippet-images");
+    writeFileAtomically(data / "snippets.json", "[]");
+    writeFileAtomically(data / "snippet-images" / "A.bin", "png");
+    // The folder given may hold files that are not ours: they are left as they are.
+    writeFileAtomically(data / "notes.txt", "mine");
+    const auto readable = fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
+                          fs::perms::others_read;
+    fs::permissions(data / "snippets.json", readable);
+    fs::permissions(data / "snippet-images" / "A.bin", readable);
+    fs::permissions(data / "notes.txt", readable);
+    fs::permissions(data, fs::perms::all);
+
+    PersistenceService reopened(data, clock);
+    const auto mode = [](const fs::path& path) { return fs::status(path).permissions(); };
+    EXPECT_EQ(mode(data), fs::perms::owner_all);
+    EXPECT_EQ(mode(data / "snippets.json"), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(mode(data / "snippet-images" / "A.bin"),
+              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(mode(data / "notes.txt"), readable);
+}
+
+TEST_F(PersistenceServiceTest, ALibraryFileOverItsLimitIsRefusedAndNamed) {
+    // Sparse: the size is there, the disk space and the reading are not.
+    writeFile(PersistenceService::snippetsFileName, "");
+    fs::resize_file(persistence.path(LibraryFile::snippets), fileSizeLimit::libraryFile + 1);
+    try {
+        persistence.loadSnippets();
+        FAIL() << "expected FileError";
+    } catch (const FileError& error) {
+        EXPECT_NE(std::string(error.what()).find("snippets.json"), std::string::npos);
+        EXPECT_NE(std::string(error.what()).find("limit of 512 MB"), std::string::npos)
+            << error.what();
+    }
 }
 
 }  // namespace

@@ -65,19 +65,23 @@ TEST_F(SnippetStoreTest, TheLastHandedOverListStaysAsSavedUntilTheNextSave) {
     settle();
     ASSERT_EQ(snippets->lastPersistableSnippets().size(), 2u);
 
-    // Changes after the save leave the handed-over state alone.
+    // Changes after the save leave the handed-over state alone, counted uses included.
     snippets->recordUse(kept.id);
+    snippets->recordUse(kept.id);
+    EXPECT_EQ(snippets->lastPersistableSnippets()[0].useCount, 0);
+    EXPECT_FALSE(snippets->lastPersistableSnippets()[0].lastUsedAt);
+    EXPECT_EQ(snippets->snippet(kept.id)->useCount, 2);
     snippets->deletePermanently(removed.id);
     snippets->add(makeSnippet(";added"));
     const auto& handedOver = snippets->lastPersistableSnippets();
     ASSERT_EQ(handedOver.size(), 2u);
     EXPECT_EQ(handedOver[0].useCount, 0);
     EXPECT_EQ(handedOver[1].abbreviation, ";removed");
-    EXPECT_EQ(snippets->snippet(kept.id)->useCount, 1);
+    EXPECT_EQ(snippets->snippet(kept.id)->useCount, 2);
 
     settle();
     EXPECT_EQ(snippets->lastPersistableSnippets(), snippets->snippets());
-    EXPECT_EQ(snippets->lastPersistableSnippets()[0].useCount, 1);
+    EXPECT_EQ(snippets->lastPersistableSnippets()[0].useCount, 2);
 
     snippets->update([&] {
         auto edited = *snippets->snippet(kept.id);
@@ -300,6 +304,53 @@ TEST_F(SnippetStoreTest, FlushWritesAPendingChangeAtOnce) {
     snippets->add(makeSnippet(";now"));
     snippets->flush();
     EXPECT_EQ(persistence->loadSnippets().size(), 1u);
+}
+
+TEST_F(SnippetStoreTest, UseCountsWaitForTheNextSaveOrAMinuteAndKeepTheFileFormat) {
+    skipSeeding();
+    hydrate();
+    const auto used = makeSnippet(";used");
+    snippets->add(used);
+    settle();
+    const auto storedUseCount = [&] {
+        for (const auto& s : persistence->loadSnippets()) {
+            if (s.id == used.id) {
+                return s.useCount;
+            }
+        }
+        return std::int64_t{-1};
+    };
+
+    // Steady typing: a use every 5 s. Nothing is written for them until a minute after the
+    // first, however many follow, and then one write holds them all.
+    const auto before = persistence->saveSequence();
+    for (int i = 0; i < 11; ++i) {
+        snippets->recordUse(used.id);
+        executor.advance(std::chrono::seconds(5));
+    }
+    EXPECT_EQ(persistence->saveSequence(), before);
+    snippets->recordUse(used.id);
+    executor.advance(std::chrono::seconds(5));
+    EXPECT_EQ(persistence->saveSequence(), before + 1);
+    EXPECT_EQ(storedUseCount(), 12);
+    const auto lastUsed = snippets->snippet(used.id)->lastUsedAt;
+    EXPECT_EQ(persistence->loadSnippets()[0].lastUsedAt, lastUsed);
+
+    // A real change takes the counts with it, after the usual half second.
+    snippets->recordUse(used.id);
+    snippets->add(makeSnippet(";other"));
+    executor.advance(milliseconds(500));
+    EXPECT_EQ(persistence->saveSequence(), before + 2);
+    EXPECT_EQ(storedUseCount(), 13);
+    executor.advance(std::chrono::seconds(120));
+    EXPECT_EQ(persistence->saveSequence(), before + 2);  // nothing left to write
+
+    // Quitting writes what is pending.
+    snippets->recordUse(used.id);
+    snippets->flush();
+    EXPECT_EQ(storedUseCount(), 14);
+    executor.advance(std::chrono::seconds(120));
+    EXPECT_EQ(persistence->saveSequence(), before + 3);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "core/base/Iso8601.h"
 #include "core/macros/MacroEvaluator.h"
+#include "support/RecordingLogSink.h"
 
 namespace wordloom {
 namespace {
@@ -103,11 +104,10 @@ TEST_F(MacroEvaluatorTest, SimpleMacrosAndPlainText) {
 }
 
 TEST_F(MacroEvaluatorTest, FailuresWriteTheirTextAndGoOn) {
-    auto result = evaluate("{{random:10-1}}|{{random:abc}}|{{key:f13}}|{{snippet:;nope}}|end");
+    auto result = evaluate("{{random:10-1}}|{{random:abc}}|{{snippet:;nope}}|end");
     EXPECT_EQ(result.expandedContent,
-              "[invalid random range]|[invalid random range]|[Unknown key: f13]|"
-              "[Unknown snippet: ;nope]|end");
-    EXPECT_EQ(result.macroErrors.size(), 4u);
+              "[invalid random range]|[invalid random range]|[Unknown snippet: ;nope]|end");
+    EXPECT_EQ(result.macroErrors.size(), 3u);
     EXPECT_EQ(context.evaluationPlan, nullptr);  // the caller's context is left alone
 }
 
@@ -241,7 +241,7 @@ TEST_F(MacroEvaluatorTest, SnippetsIncludingEachOtherManyTimesAreBounded) {
     }
     addSnippet("l4", "x");
     auto result = evaluate("{{snippet:l0}}");
-    EXPECT_NE(result.expandedContent.find("[Too many nested snippets]"), std::string::npos);
+    EXPECT_NE(result.expandedContent.find("[Max nesting depth reached]"), std::string::npos);
     EXPECT_LT(result.expandedContent.size(), 1'000'000u);
 }
 
@@ -298,11 +298,19 @@ TEST_F(MacroEvaluatorTest, ConditionalBranches) {
     EXPECT_EQ(expand("a{{if:no}}b"), "a");
 }
 
-TEST_F(MacroEvaluatorTest, MismatchedSectionMarkers) {
-    auto result = evaluate("a{{/if}}b{{else}}c{{/optional}}");
-    EXPECT_EQ(result.expandedContent,
-              "a[Unmatched {{/if}}]b[Unmatched {{else}}]c[Unmatched {{/optional}}]");
-    EXPECT_EQ(result.macroErrors.size(), 3u);
+TEST_F(MacroEvaluatorTest, MistakesWithoutAnErrorTextOfTheirOwnWriteNothingAndAreLogged) {
+    const test::RecordingLogSink log;
+    addSnippet(";img", "", ContentType::image);
+    auto result = evaluate(
+        "a{{/if}}b{{else}}c{{/optional}}|{{key:f13}}|{{snippet:;img}}|"
+        "{{if:x =~ (}}yes{{else}}no{{/if}}|");
+    EXPECT_EQ(result.expandedContent, "abc|||no|");
+    EXPECT_TRUE(result.keystrokes.empty());
+    EXPECT_TRUE(result.macroErrors.empty());
+    for (const char* fragment :
+         {"{{/if}}", "{{else}}", "{{/optional}}", "{{key:f13}}", ";img", "("}) {
+        EXPECT_TRUE(log.contains("MacroEvaluator", fragment)) << fragment;
+    }
     // A closer ends the sections opened inside the one it closes.
     EXPECT_EQ(expand("{{if:yes}}{{optional:O}}hidden{{/if}}shown"), "shown");
 }
@@ -363,8 +371,7 @@ TEST_F(MacroEvaluatorTest, NestedScriptSnippetsRunTheirContent) {
     context.javaScriptRunner = &runner;
     addSnippet(";js", "code", ContentType::javaScript);
     addSnippet(";img", "", ContentType::image);
-    EXPECT_EQ(expand("{{snippet:;js}} {{snippet:;img}}"),
-              "<code> [Image snippet cannot be nested: ;img]");
+    EXPECT_EQ(expand("{{snippet:;js}} {{snippet:;img}}"), "<code> ");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "core/base/FileIO.h"
 #include "core/base/Log.h"
 
 namespace wordloom {
@@ -31,9 +32,15 @@ std::string lockName(std::string display) {
 }  // namespace
 
 InstanceLock::InstanceLock(const std::string& display) {
-    std::error_code error;
     const auto folder = runtimeFolder();
-    std::filesystem::create_directories(folder, error);
+    try {
+        ensurePrivateFolder(folder);
+    } catch (const FileError& failure) {
+        Logger("Wordloom")
+            .error(std::string(failure.what()) + "; not checking for another instance");
+        acquired_ = true;
+        return;
+    }
     const auto path = folder / lockName(display);
     fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (fd_ < 0) {
