@@ -29,12 +29,9 @@
 #include "core/macros/AIService.h"
 #include "core/macros/JavaScriptRunner.h"
 #include "core/macros/MacroEvaluator.h"
-<<<<<<< HEAD
+#include "core/macros/ScriptUse.h"
 #include "core/sync/SyncScheduler.h"
 #include "core/sync/iCloudSyncService.h"
-=======
-#include "core/macros/ScriptUse.h"
->>>>>>> harden-files
 #include "platform/x11/AlsaSoundPlayer.h"
 #include "platform/x11/AtspiAccessibilityService.h"
 #include "platform/x11/InjectedKeyLedger.h"
