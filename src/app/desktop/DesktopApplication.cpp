@@ -25,6 +25,8 @@
 #include "core/library/SnippetImageStore.h"
 #include "core/library/SnippetStore.h"
 #include "core/library/SnippetVersionStore.h"
+#include "core/library/LibraryStatistics.h"
+#include "core/library/UsageHistory.h"
 #include "core/library/UserDefaults.h"
 #include "core/macros/AIService.h"
 #include "core/macros/JavaScriptRunner.h"
@@ -160,6 +162,13 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
                             settings, evaluator, pasteboard, frontmost, clicks, sound,
                             notifications, rememberingForm, &scripts, &ai});
 
+    // Expansions per day, for the statistics window.
+    UsageHistory usage(executor, location.dataFolder / UsageHistory::fileName);
+    engine.onExpansionRecorded = [&](const Snippet&, std::size_t typed, std::size_t inserted) {
+        usage.record(localDay(executor.now()), static_cast<std::int64_t>(typed),
+                     static_cast<std::int64_t>(inserted));
+    };
+
     // A library load or change allocates copies of the whole library for a moment.
     MemoryTrimmer trimmer(executor, std::chrono::seconds(5));
     // `wordloom expand-now` and `wordloom copy`, typed or bound to a desktop shortcut.
@@ -233,6 +242,7 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     snippetStore.flush();
     settingsStore.flush();
     versions.flush();
+    usage.flush();
     return status;
 }
 

@@ -421,15 +421,18 @@ void ExpansionEngine::insert(const Request& request, const MacroEvaluationResult
     }
     plan.appendTrailingText(request.trailingText);
 
-    services_.executor.runInBackground([this, alive = alive_, request, plan = std::move(plan)] {
-        latencyTrace::mark("insertion started");
-        const bool inserted = services_.inserter.insert(plan);
-        services_.executor.post([this, alive, request, inserted] {
-            if (*alive) {
-                finish(request, inserted);
-            }
+    auto inserting = request;
+    inserting.insertedCharacters = text::characterCount(result.expandedContent);
+    services_.executor.runInBackground(
+        [this, alive = alive_, request = std::move(inserting), plan = std::move(plan)] {
+            latencyTrace::mark("insertion started");
+            const bool inserted = services_.inserter.insert(plan);
+            services_.executor.post([this, alive, request, inserted] {
+                if (*alive) {
+                    finish(request, inserted);
+                }
+            });
         });
-    });
 }
 
 void ExpansionEngine::finish(const Request& request, bool inserted) {
@@ -438,6 +441,14 @@ void ExpansionEngine::finish(const Request& request, bool inserted) {
     logger_.debug(inserted ? "Expansion finished" : "Expansion ended without inserting");
     if (inserted) {
         recordSuccess(*request.snippet, NotificationKind::expansion);
+        if (onExpansionRecorded) {
+            // The delimiter is erased and typed again after the expansion: not the user's saving.
+            const auto delimiter = text::characterCount(request.trailingText);
+            onExpansionRecorded(
+                *request.snippet,
+                request.charactersToErase - std::min(delimiter, request.charactersToErase),
+                request.insertedCharacters);
+        }
     }
     if (onExpansionFinished) {
         onExpansionFinished(inserted);

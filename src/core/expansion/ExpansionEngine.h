@@ -74,6 +74,10 @@ class ExpansionEngine {
 
     /// Called on the main queue after every expansion attempt ends (true: inserted).
     std::function<void(bool)> onExpansionFinished;
+    /// Called on the main queue for every expansion inserted, with the characters the user had
+    /// typed for it (erased) and the characters it inserted: what usage statistics count.
+    std::function<void(const Snippet&, std::size_t typed, std::size_t inserted)>
+        onExpansionRecorded;
 
   private:
     struct Request {
@@ -88,6 +92,8 @@ class ExpansionEngine {
         bool fillInCollected = false;
         /// keysFed_ when the request had to wait for another expansion.
         std::uint64_t keysFedAtRequest = 0;
+        /// Characters of the expanded text, once evaluated.
+        std::size_t insertedCharacters = 0;
     };
     struct Session {
         Uuid id;

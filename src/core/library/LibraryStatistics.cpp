@@ -3,8 +3,18 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 
 namespace wordloom {
+
+std::string localDay(Timestamp time) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    char text[16];
+    std::strftime(text, sizeof text, "%Y-%m-%d", &local);
+    return text;
+}
 
 std::string dayBefore(const std::string& day, int days) {
     int year = 0;

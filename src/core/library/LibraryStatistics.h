@@ -36,6 +36,9 @@ struct LibraryStatistics {
                                      std::size_t topCount = 10, std::size_t chartDays = 30);
 };
 
+/// The local calendar day of `time` ("2026-11-24").
+std::string localDay(Timestamp time);
+
 /// The calendar day `days` before `day` ("2026-03-01", 1 -> "2026-02-28").
 std::string dayBefore(const std::string& day, int days);
 

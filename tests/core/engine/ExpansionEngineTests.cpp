@@ -352,3 +352,27 @@ TEST(ExpansionEngineTests, PasteShortcutSetForTheActiveApplicationOverridesTheAu
 
 }  // namespace
 }  // namespace wordloom
+
+namespace wordloom {
+namespace {
+
+TEST(ExpansionEngineTests, EachInsertedExpansionReportsWhatWasTypedAndWhatWasInserted) {
+    EngineRig rig;
+    rig.add(makeSnippet(";sig", TriggerMode::immediate, "Best {{snippet:;x}}regards"));
+    rig.add(makeSnippet("addr", TriggerMode::delimiter, "1 Main St"));
+    std::vector<std::tuple<std::string, std::size_t, std::size_t>> recorded;
+    rig.engine.onExpansionRecorded = [&](const Snippet& snippet, std::size_t typed,
+                                         std::size_t inserted) {
+        recorded.emplace_back(snippet.abbreviation, typed, inserted);
+    };
+    rig.type("Hi ;sig and addr ");
+    ASSERT_EQ(recorded.size(), 2u);
+    // The nested snippet is unknown: its error text is what was inserted, and counted.
+    EXPECT_EQ(recorded[0],
+              std::make_tuple(std::string(";sig"), std::size_t{4},
+                              std::string("Best [Unknown snippet: ;x]regards").size()));
+    EXPECT_EQ(recorded[1], std::make_tuple(std::string("addr"), std::size_t{4}, std::size_t{9}));
+}
+
+}  // namespace
+}  // namespace wordloom
