@@ -1,0 +1,182 @@
+#include "core/library/SnippetSearch.h"
+
+#include <unicode/normalizer2.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+
+#include "core/base/Text.h"
+
+namespace wordloom {
+
+namespace {
+
+constexpr std::size_t previewLength = 120;
+constexpr int noMatch = -1;
+
+std::string previewOf(std::string_view content) {
+    std::string_view rest = content;
+    while (!rest.empty()) {
+        const auto end = rest.find('\n');
+        const auto line = text::trimWhitespaceAndNewlines(rest.substr(0, end));
+        if (!line.empty()) {
+            const auto boundaries = text::characterBoundaries(line);
+            if (boundaries.size() - 1 <= previewLength) {
+                return std::string(line);
+            }
+            return std::string(line.substr(0, boundaries[previewLength - 1])) + "\u2026";
+        }
+        if (end == std::string_view::npos) {
+            break;
+        }
+        rest.remove_prefix(end + 1);
+    }
+    return {};
+}
+
+/// Whether `query` starts `text` or starts a word in it (after a character that is not a letter
+/// or digit).
+bool startsAWord(std::string_view text, std::string_view query) {
+    for (std::size_t at = text.find(query); at != std::string_view::npos;
+         at = text.find(query, at + 1)) {
+        if (at == 0) {
+            return true;
+        }
+        // The character before: step back over UTF-8 continuation bytes.
+        std::size_t start = at - 1;
+        while (start > 0 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80) {
+            --start;
+        }
+        int32_t offset = static_cast<int32_t>(start);
+        UChar32 before = 0;
+        U8_NEXT(text.data(), offset, static_cast<int32_t>(text.size()), before);
+        if (!u_isalnum(before)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+std::string SnippetSearch::fold(std::string_view text) {
+    if (text::isAscii(text)) {
+        std::string folded(text);
+        for (char& character : folded) {
+            if (character >= 'A' && character <= 'Z') {
+                character = static_cast<char>(character - 'A' + 'a');
+            }
+        }
+        return folded;
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Normalizer2* decompose = icu::Normalizer2::getNFDInstance(status);
+    icu::UnicodeString source = icu::UnicodeString::fromUTF8(
+        icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+    icu::UnicodeString decomposed =
+        U_SUCCESS(status) ? decompose->normalize(source, status) : source;
+    if (U_FAILURE(status)) {
+        decomposed = source;
+    }
+    std::string folded;
+    folded.reserve(text.size());
+    for (int32_t index = 0; index < decomposed.length();) {
+        const UChar32 codePoint = decomposed.char32At(index);
+        index += U16_LENGTH(codePoint);
+        if (U_GET_GC_MASK(codePoint) & (U_GC_MN_MASK | U_GC_ME_MASK)) {
+            continue;  // accents and other combining marks
+        }
+        icu::UnicodeString one(codePoint);
+        one.foldCase();
+        one.toUTF8String(folded);
+    }
+    return folded;
+}
+
+void SnippetSearch::rebuild(const std::vector<Snippet>& snippets, const GroupName& groupName) {
+    entries_.clear();
+    entries_.reserve(snippets.size());
+    for (const auto& snippet : snippets) {
+        if (snippet.isDeleted() || !snippet.isEnabled) {
+            continue;
+        }
+        Entry entry;
+        entry.hit.id = snippet.id;
+        entry.hit.abbreviation = snippet.abbreviation;
+        entry.hit.label = snippet.label;
+        entry.hit.groupName = groupName ? groupName(snippet.groupId) : std::string();
+        entry.hit.preview = previewOf(snippet.content);
+        entry.abbreviation = fold(snippet.abbreviation);
+        entry.label = fold(snippet.label);
+        for (const auto& tag : snippet.tags) {
+            entry.tagsAndGroup += fold(tag) + "\n";
+        }
+        entry.tagsAndGroup += fold(entry.hit.groupName);
+        entry.content = fold(snippet.content);
+        entry.useCount = snippet.useCount;
+        entry.lastUsedAt = snippet.lastUsedAt.value_or(Timestamp{});
+        entries_.push_back(std::move(entry));
+    }
+}
+
+int SnippetSearch::rankOf(const Entry& entry, std::string_view query) const {
+    if (query.empty()) {
+        return 3;
+    }
+    if (entry.abbreviation == query) {
+        return 0;
+    }
+    if (entry.abbreviation.compare(0, query.size(), query) == 0) {
+        return 1;
+    }
+    if (startsAWord(entry.label, query)) {
+        return 2;
+    }
+    if (entry.abbreviation.find(query) != std::string::npos ||
+        entry.label.find(query) != std::string::npos ||
+        entry.tagsAndGroup.find(query) != std::string::npos ||
+        entry.content.find(query) != std::string::npos) {
+        return 3;
+    }
+    return noMatch;
+}
+
+std::vector<SnippetSearchHit> SnippetSearch::search(std::string_view query,
+                                                    std::size_t limit) const {
+    const std::string folded = fold(text::trimWhitespaceAndNewlines(query));
+    struct Ranked {
+        int rank;
+        const Entry* entry;
+    };
+    std::vector<Ranked> matches;
+    for (const auto& entry : entries_) {
+        if (const int rank = rankOf(entry, folded); rank != noMatch) {
+            matches.push_back({rank, &entry});
+        }
+    }
+    const auto better = [](const Ranked& a, const Ranked& b) {
+        if (a.rank != b.rank) {
+            return a.rank < b.rank;
+        }
+        if (a.entry->useCount != b.entry->useCount) {
+            return a.entry->useCount > b.entry->useCount;
+        }
+        if (a.entry->lastUsedAt != b.entry->lastUsedAt) {
+            return a.entry->lastUsedAt > b.entry->lastUsedAt;
+        }
+        return a.entry->abbreviation < b.entry->abbreviation;
+    };
+    const std::size_t count = std::min(limit, matches.size());
+    std::partial_sort(matches.begin(), matches.begin() + static_cast<std::ptrdiff_t>(count),
+                      matches.end(), better);
+    std::vector<SnippetSearchHit> hits;
+    hits.reserve(count);
+    for (std::size_t index = 0; index < count; ++index) {
+        hits.push_back(matches[index].entry->hit);
+    }
+    return hits;
+}
+
+}  // namespace wordloom
