@@ -47,6 +47,27 @@ bool UserDefaults::setBool(std::string_view key, bool value) {
     return write();
 }
 
+std::optional<std::string> UserDefaults::stringForKey(std::string_view key) const {
+    std::lock_guard lock(mutex_);
+    const auto it = rawValues_.find(key);
+    if (it == rawValues_.end() || it->second.empty() || it->second.front() != '"') {
+        return std::nullopt;
+    }
+    try {
+        JsonDocument document(it->second);
+        const auto value = json::asString(document.root());
+        return value ? std::optional<std::string>(*value) : std::nullopt;
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+bool UserDefaults::setString(std::string_view key, std::string_view value) {
+    std::lock_guard lock(mutex_);
+    rawValues_.insert_or_assign(std::string(key), JsonWriter::quoted(value));
+    return write();
+}
+
 bool UserDefaults::write() {
     // Keys come out sorted from the map; values are re-emitted as they were read.
     std::string text = "{";
