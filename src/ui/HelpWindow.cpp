@@ -5,6 +5,7 @@
 #include <QVBoxLayout>
 
 #include "ui/MacroReference.h"
+#include "ui/PanelPlacement.h"
 
 namespace wordloom {
 
@@ -21,7 +22,9 @@ HelpWindow::HelpWindow(UserDefaults& defaults)
     browser->setMarkdown(QString::fromUtf8(macroReferenceMarkdown()));
     layout->addWidget(browser);
     resize(760, 620);
-    placement_.restore(*this);
+    if (!placement_.restore(*this)) {
+        centreOnScreenWithMouse(*this);
+    }
 }
 
 void HelpWindow::present() {

@@ -8,6 +8,7 @@
 #include <QStyle>
 #include <QTimer>
 #include <QVBoxLayout>
+#include "ui/PanelPlacement.h"
 
 namespace wordloom {
 
@@ -48,7 +49,6 @@ OnboardingWindow::OnboardingWindow(Services services)
     accessibilityRow->addWidget(accessibilityIcon_, 0, Qt::AlignTop);
     accessibilityState_ = paragraph(QString());
     accessibilityState_->setObjectName("accessibilityState");
-    accessibilityState_->setAccessibleName("Accessibility state");
     accessibilityRow->addWidget(accessibilityState_, 1);
     layout->addLayout(accessibilityRow);
     steps_ = paragraph(QString::fromStdString(services_.accessibilitySteps));
@@ -83,10 +83,12 @@ OnboardingWindow::OnboardingWindow(Services services)
     buttons->addWidget(preferences);
     buttons->addStretch();
     buttons->addWidget(done);
-    layout->addStretch();
+    layout->addSpacing(8);
     layout->addLayout(buttons);
-    resize(560, 460);
-    placement_.restore(*this);
+    resize(560, sizeHint().height());
+    if (!placement_.restore(*this)) {
+        centreOnScreenWithMouse(*this);
+    }
 
     auto* poll = new QTimer(this);
     poll->setInterval(1000);

@@ -14,6 +14,7 @@
 #include <QVBoxLayout>
 
 #include "core/library/SettingsStore.h"
+#include "ui/PanelPlacement.h"
 #include "ui/ShortcutRecorder.h"
 
 namespace wordloom {
@@ -69,8 +70,10 @@ PreferencesWindow::PreferencesWindow(PreferencesServices services)
     row->addStretch();
     row->addWidget(close);
     layout->addLayout(row);
-    resize(600, 520);
-    placement_.restore(*this);
+    resize(580, 440);
+    if (!placement_.restore(*this)) {
+        centreOnScreenWithMouse(*this);
+    }
 
     // The accessibility state changes outside the window; keep it current while it shows.
     auto* poll = new QTimer(this);
@@ -180,7 +183,10 @@ QWidget* PreferencesWindow::buildGeneral() {
     recorder->onRecorded = [this](const KeyboardShortcut& shortcut) {
         change([shortcut](AppSettings& settings) { settings.globalSearchShortcut = shortcut; });
     };
-    form->addRow(buddyLabel("&Quick search shortcut:", recorder), recorder);
+    auto* recorderRow = new QHBoxLayout();
+    recorderRow->addWidget(recorder);
+    recorderRow->addStretch();
+    form->addRow(buddyLabel("&Quick search shortcut:", recorder), recorderRow);
     form->addRow(
         note("Until the shortcut is live, bind \u201cwordloom quick-search\u201d to a key "
              "in your desktop's keyboard settings."));
@@ -360,7 +366,6 @@ QWidget* PreferencesWindow::buildAI() {
     form->addRow(endpointCheck);
     auto* answer = note("Only a server on this computer is used: nothing you type leaves it.");
     answer->setObjectName("ollamaTestResult");
-    answer->setAccessibleName("Ollama test result");
     form->addRow(answer);
     QObject::connect(test, &QPushButton::clicked, this, [this, endpoint, test, answer, check] {
         if (!check() || !services_.testEndpoint) {
@@ -426,11 +431,9 @@ QWidget* PreferencesWindow::buildAdvanced() {
     accessibilityState_ = new QLabel();
     accessibilityState_->setObjectName("accessibilityState");
     accessibilityState_->setWordWrap(true);
-    accessibilityState_->setAccessibleName("Accessibility state");
     layout->addWidget(accessibilityState_);
     auto* steps = note(qt(services_.accessibilitySteps));
     steps->setObjectName("accessibilitySteps");
-    steps->setAccessibleName("How to turn accessibility support on");
     layout->addWidget(steps);
     layout->addStretch();
     return page;

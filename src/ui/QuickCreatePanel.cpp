@@ -58,7 +58,6 @@ QuickCreatePanel::QuickCreatePanel(Actions actions)
     verdict_ = new QLabel();
     verdict_->setObjectName("verdict");
     verdict_->setWordWrap(true);
-    verdict_->setAccessibleName("Abbreviation check");
     form->addRow(QString(), verdict_);
 
     label_ = new QLineEdit();

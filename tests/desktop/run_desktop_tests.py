@@ -474,9 +474,14 @@ def active_window_name(desktop):
     return active_window_property(desktop, "WM_NAME")
 
 
+from shell_tests import make_shell_tests  # noqa: E402
+
+ShellTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom, active_window_name)
+
 SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTests],
           "robustness": [RobustnessTests],
-          "accessibility": [AccessibilityBusTests, AccessibilityStatusTests]}
+          "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
+          "shell": [ShellTests]}
 
 
 def main():

@@ -122,15 +122,18 @@ void DesktopShell::buildTray() {
     menu_->addSeparator();
     pauseAction_ = menu_->addAction("&Pause Expansion");
     QObject::connect(pauseAction_, &QAction::triggered, [this] { setPaused(!paused_); });
-    QObject::connect(menu_->addAction("P&references\u2026"), &QAction::triggered,
+    QObject::connect(menu_->addAction("Pr&eferences\u2026"), &QAction::triggered,
                      [this] { openPreferences(); });
     auto* statistics = menu_->addAction("&Statistics\u2026");
     statistics->setEnabled(false);
     statistics->setToolTip("The statistics window is not part of Wordloom yet.");
     QObject::connect(menu_->addAction("&Help"), &QAction::triggered, [this] { openHelp(); });
     menu_->addSeparator();
-    QObject::connect(menu_->addAction("&Quit Wordloom"), &QAction::triggered,
+    QObject::connect(menu_->addAction("Q&uit Wordloom"), &QAction::triggered,
                      [] { QApplication::quit(); });
+
+    QObject::connect(menu_.get(), &QMenu::aboutToShow,
+                     [this] { logger_.info("Tray menu opened"); });
 
     tray_ = std::make_unique<QSystemTrayIcon>();
     tray_->setContextMenu(menu_.get());
