@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 #include "ui/PanelPlacement.h"
+#include "ui/TrayIconArt.h"
 
 namespace wordloom {
 
@@ -61,12 +62,21 @@ OnboardingWindow::OnboardingWindow(Services services)
     tryField_->setAccessibleName("Try a snippet here");
     tryField_->setPlaceholderText(";today");
     tryLabel->setBuddy(tryField_);
-    layout->addWidget(tryLabel);
-    layout->addWidget(tryField_);
+    auto* tryGroup = new QVBoxLayout();
+    tryGroup->setSpacing(4);
+    tryGroup->addWidget(tryLabel);
+    tryGroup->addWidget(tryField_);
+    layout->addLayout(tryGroup);
 
+    auto* trayRow = new QHBoxLayout();
+    auto* trayPicture = new QLabel();
+    trayPicture->setPixmap(trayIcon(TrayState::running).pixmap(24, 24));
+    trayPicture->setAccessibleName("The Wordloom tray icon");
+    trayRow->addWidget(trayPicture, 0, Qt::AlignTop);
     tray_ = paragraph(QString());
     tray_->setObjectName("trayWhereabouts");
-    layout->addWidget(tray_);
+    trayRow->addWidget(tray_, 1);
+    layout->addLayout(trayRow);
 
     auto* buttons = new QHBoxLayout();
     auto* preferences = new QPushButton("&Preferences\u2026");
@@ -102,6 +112,7 @@ OnboardingWindow::OnboardingWindow(Services services)
 
 void OnboardingWindow::present() {
     refresh();
+    resize(width(), sizeHint().height());
     show();
     raise();
     activateWindow();

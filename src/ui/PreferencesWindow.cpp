@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
+#include <QStandardItemModel>
 #include <QTabWidget>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -70,7 +71,7 @@ PreferencesWindow::PreferencesWindow(PreferencesServices services)
     row->addStretch();
     row->addWidget(close);
     layout->addLayout(row);
-    resize(580, 440);
+    resize(580, 420);
     if (!placement_.restore(*this)) {
         centreOnScreenWithMouse(*this);
     }
@@ -314,10 +315,14 @@ QWidget* PreferencesWindow::buildAI() {
     auto* provider = new QComboBox();
     provider->setObjectName("aiProvider");
     provider->setAccessibleName("AI provider");
-    provider->addItem("Built-in model, else Ollama (Linux has none built in: Ollama)",
+    provider->addItem("Built-in model if there is one, else Ollama (on Linux: Ollama)",
                       static_cast<int>(AIProvider::appleIntelligenceWithOllamaFallback));
     provider->addItem("Built-in model only (not available on Linux)",
                       static_cast<int>(AIProvider::appleIntelligence));
+    // Kept in the list so that a library from another computer shows what it asks for.
+    if (auto* items = qobject_cast<QStandardItemModel*>(provider->model())) {
+        items->item(1)->setEnabled(false);
+    }
     provider->addItem("Ollama on this computer", static_cast<int>(AIProvider::ollama));
     provider->addItem("Off", static_cast<int>(AIProvider::disabled));
     reloaders_.push_back([this, provider] {
@@ -432,9 +437,9 @@ QWidget* PreferencesWindow::buildAdvanced() {
     accessibilityState_->setObjectName("accessibilityState");
     accessibilityState_->setWordWrap(true);
     layout->addWidget(accessibilityState_);
-    auto* steps = note(qt(services_.accessibilitySteps));
-    steps->setObjectName("accessibilitySteps");
-    layout->addWidget(steps);
+    accessibilitySteps_ = note(qt(services_.accessibilitySteps));
+    accessibilitySteps_->setObjectName("accessibilitySteps");
+    layout->addWidget(accessibilitySteps_);
     layout->addStretch();
     return page;
 }
@@ -447,6 +452,7 @@ void PreferencesWindow::refreshAccessibility() {
     accessibilityState_->setText(
         enabled ? QString("On: Wordloom can see which field you type in, and expands.")
                 : "Off: nothing expands until it is on. " + qt(reason));
+    accessibilitySteps_->setVisible(!enabled);
 }
 
 }  // namespace wordloom

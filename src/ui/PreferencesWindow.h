@@ -63,6 +63,7 @@ class PreferencesWindow final : public QWidget {
     WindowPlacement placement_;
     QTabWidget* tabs_ = nullptr;
     QLabel* accessibilityState_ = nullptr;
+    QLabel* accessibilitySteps_ = nullptr;
     std::vector<std::function<void()>> reloaders_;
 };
 

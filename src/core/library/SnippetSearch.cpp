@@ -6,6 +6,7 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <cctype>
 
 #include "core/base/Text.h"
 
@@ -59,6 +60,17 @@ bool startsAWord(std::string_view text, std::string_view query) {
     return false;
 }
 
+/// The abbreviation without the punctuation it starts with (";sig" -> "sig"); empty when it is
+/// nothing but punctuation, so that it then matches as a whole only.
+std::string stemOf(std::string_view abbreviation) {
+    std::size_t start = 0;
+    while (start < abbreviation.size() && static_cast<unsigned char>(abbreviation[start]) < 0x80 &&
+           std::ispunct(static_cast<unsigned char>(abbreviation[start]))) {
+        ++start;
+    }
+    return start == abbreviation.size() ? std::string() : std::string(abbreviation.substr(start));
+}
+
 }  // namespace
 
 std::string SnippetSearch::fold(std::string_view text) {
@@ -109,6 +121,7 @@ void SnippetSearch::rebuild(const std::vector<Snippet>& snippets, const GroupNam
         entry.hit.groupName = groupName ? groupName(snippet.groupId) : std::string();
         entry.hit.preview = previewOf(snippet.content);
         entry.abbreviation = fold(snippet.abbreviation);
+        entry.abbreviationStem = stemOf(entry.abbreviation);
         entry.label = fold(snippet.label);
         for (const auto& tag : snippet.tags) {
             entry.tagsAndGroup += fold(tag) + "\n";
@@ -125,10 +138,14 @@ int SnippetSearch::rankOf(const Entry& entry, std::string_view query) const {
     if (query.empty()) {
         return 3;
     }
-    if (entry.abbreviation == query) {
+    // "sig" finds ";sig" as well as "sig": a leading sign is how abbreviations are kept apart
+    // from words, not something a person searching thinks of typing.
+    const std::string_view stem = entry.abbreviationStem;
+    if (entry.abbreviation == query || stem == query) {
         return 0;
     }
-    if (entry.abbreviation.compare(0, query.size(), query) == 0) {
+    if (entry.abbreviation.compare(0, query.size(), query) == 0 ||
+        stem.substr(0, query.size()) == query) {
         return 1;
     }
     if (startsAWord(entry.label, query)) {

@@ -25,7 +25,8 @@ struct SnippetSearchHit {
 };
 
 /// Finds snippets by abbreviation, label, tags and content at once, ignoring case and accents.
-/// Ranks an exact abbreviation first, then abbreviations that start with the query, then labels
+/// Ranks an exact abbreviation first (its leading punctuation may be left out: "sig" is exact
+/// for ";sig"), then abbreviations that start with the query, then labels
 /// with a word that starts with it, then any other match; within a rank the most used come
 /// first, then the most recently used. Deleted and disabled snippets are left out.
 ///
@@ -49,10 +50,11 @@ class SnippetSearch {
   private:
     struct Entry {
         SnippetSearchHit hit;
-        std::string abbreviation;  // folded
-        std::string label;         // folded
-        std::string tagsAndGroup;  // folded, separated by line breaks
-        std::string content;       // folded
+        std::string abbreviation;      // folded
+        std::string abbreviationStem;  // folded, without leading punctuation
+        std::string label;             // folded
+        std::string tagsAndGroup;      // folded, separated by line breaks
+        std::string content;           // folded
         std::int64_t useCount = 0;
         Timestamp lastUsedAt;
     };

@@ -53,6 +53,17 @@ TEST_F(SnippetSearchTest, RanksExactThenPrefixThenLabelWordThenAnyOtherMatch) {
     EXPECT_EQ(find("addr"), (std::vector<std::string>{"addr", "addr2", "note", "misc", "xaddr"}));
 }
 
+TEST_F(SnippetSearchTest, LeadingPunctuationOfAnAbbreviationMayBeLeftOut) {
+    add("xsig", "Signature");
+    add(";sigs", "Signatures");
+    add(";sig", "Short");
+    add(";;", "Only punctuation", "semicolons ;; here");
+    EXPECT_EQ(find("sig"), (std::vector<std::string>{";sig", ";sigs", "xsig"}));
+    EXPECT_EQ(find(";sig"), (std::vector<std::string>{";sig", ";sigs"}));
+    EXPECT_EQ(find(";;"), (std::vector<std::string>{";;"}));
+    EXPECT_TRUE(find(";x").empty());
+}
+
 TEST_F(SnippetSearchTest, MatchesWithoutRegardToCaseOrAccentsEitherWay) {
     add(";cafe", "Café au lait");
     add(";resume", "", "Attached is my RÉSUMÉ.");
