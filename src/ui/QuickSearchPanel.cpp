@@ -249,6 +249,16 @@ bool QuickSearchPanel::event(QEvent* event) {
     return QWidget::event(event);
 }
 
+void QuickSearchPanel::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    // The rows hold copies of what they show; an idle Wordloom keeps none of them.
+    results_->clear();
+    hits_.clear();
+    if (actions_.hidden) {
+        actions_.hidden();
+    }
+}
+
 void QuickSearchPanel::choose(bool copy) {
     const int row = results_->currentRow();
     if (row < 0 || row >= static_cast<int>(hits_.size())) {

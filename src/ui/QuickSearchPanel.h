@@ -27,6 +27,8 @@ class QuickSearchPanel final : public QWidget {
         std::function<void(const Uuid&)> copy;
         /// After the panel has hidden without a choice (Escape).
         std::function<void()> dismissed;
+        /// Whenever the panel hides, for whatever reason.
+        std::function<void()> hidden;
     };
 
     explicit QuickSearchPanel(Actions actions);
@@ -43,6 +45,7 @@ class QuickSearchPanel final : public QWidget {
     void keyPressEvent(QKeyEvent* event) override;
     bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
   private:
     void search();

@@ -1,5 +1,7 @@
 #include "app/desktop/DesktopShell.h"
 
+#include <malloc.h>
+
 #include <QAction>
 #include <QApplication>
 #include <QMenu>
@@ -326,6 +328,18 @@ void DesktopShell::openQuickSearch(const std::string& query) {
             });
         };
         actions.dismissed = [this] { giveFocusBack({}); };
+        actions.hidden = [this] {
+            // The folded library is as large as the library itself: build it again next time
+            // (tens of milliseconds) rather than keep it while Wordloom idles.
+            QTimer::singleShot(0, [this, alive = std::weak_ptr<bool>(alive_)] {
+                if (alive.expired() || (quickSearch_ && quickSearch_->isVisible())) {
+                    return;
+                }
+                search_ = SnippetSearch();
+                searchStale_ = true;
+                malloc_trim(0);
+            });
+        };
         quickSearch_ = std::make_unique<QuickSearchPanel>(std::move(actions));
     }
     quickSearch_->present(QString::fromStdString(query));

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <unordered_map>
 
 #include "core/base/Text.h"
 
@@ -17,17 +18,44 @@ namespace {
 constexpr std::size_t previewLength = 120;
 constexpr int noMatch = -1;
 
+/// The line cut after `previewLength` code points, with an ellipsis. Counted in code points, not
+/// characters (a break iterator over every snippet would cost more than all the rest of the
+/// index), but never cut before a combining mark, so an accent stays with its letter.
+std::string shortened(std::string_view line) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(line.data());
+    const auto length = static_cast<int32_t>(line.size());
+    int32_t offset = 0;
+    std::size_t count = 0;
+    while (offset < length && count <= previewLength) {
+        U8_FWD_1(bytes, offset, length);
+        ++count;
+    }
+    if (count <= previewLength) {
+        return std::string(line);
+    }
+    offset = 0;
+    for (count = 0; count < previewLength - 1; ++count) {
+        U8_FWD_1(bytes, offset, length);
+    }
+    while (offset < length) {
+        int32_t next = offset;
+        UChar32 codePoint = 0;
+        U8_NEXT(bytes, next, length, codePoint);
+        if (codePoint < 0 || !(U_GET_GC_MASK(codePoint) & (U_GC_MN_MASK | U_GC_ME_MASK))) {
+            break;
+        }
+        offset = next;
+    }
+    return std::string(line.substr(0, static_cast<std::size_t>(offset))) + "\u2026";
+}
+
 std::string previewOf(std::string_view content) {
     std::string_view rest = content;
     while (!rest.empty()) {
         const auto end = rest.find('\n');
-        const auto line = text::trimWhitespaceAndNewlines(rest.substr(0, end));
+        auto line = text::trimWhitespaceAndNewlines(rest.substr(0, end));
         if (!line.empty()) {
-            const auto boundaries = text::characterBoundaries(line);
-            if (boundaries.size() - 1 <= previewLength) {
-                return std::string(line);
-            }
-            return std::string(line.substr(0, boundaries[previewLength - 1])) + "\u2026";
+            return shortened(line);
         }
         if (end == std::string_view::npos) {
             break;
@@ -73,38 +101,62 @@ std::string stemOf(std::string_view abbreviation) {
 
 }  // namespace
 
-std::string SnippetSearch::fold(std::string_view text) {
-    if (text::isAscii(text)) {
-        std::string folded(text);
-        for (char& character : folded) {
-            if (character >= 'A' && character <= 'Z') {
-                character = static_cast<char>(character - 'A' + 'a');
-            }
-        }
-        return folded;
-    }
+namespace {
+
+/// One non-ASCII code point folded: decomposed, marks dropped, case folded. Decomposing one
+/// code point at a time gives what decomposing the text would once the marks are gone.
+std::string foldCodePoint(UChar32 codePoint) {
     UErrorCode status = U_ZERO_ERROR;
     const icu::Normalizer2* decompose = icu::Normalizer2::getNFDInstance(status);
-    icu::UnicodeString source = icu::UnicodeString::fromUTF8(
-        icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
-    icu::UnicodeString decomposed =
-        U_SUCCESS(status) ? decompose->normalize(source, status) : source;
-    if (U_FAILURE(status)) {
-        decomposed = source;
+    icu::UnicodeString decomposed;
+    if (U_FAILURE(status) || !decompose->getDecomposition(codePoint, decomposed)) {
+        decomposed = icu::UnicodeString(codePoint);
     }
-    std::string folded;
-    folded.reserve(text.size());
+    icu::UnicodeString kept;
     for (int32_t index = 0; index < decomposed.length();) {
-        const UChar32 codePoint = decomposed.char32At(index);
-        index += U16_LENGTH(codePoint);
-        if (U_GET_GC_MASK(codePoint) & (U_GC_MN_MASK | U_GC_ME_MASK)) {
-            continue;  // accents and other combining marks
+        const UChar32 part = decomposed.char32At(index);
+        index += U16_LENGTH(part);
+        if (!(U_GET_GC_MASK(part) & (U_GC_MN_MASK | U_GC_ME_MASK))) {
+            kept.append(part);
         }
-        icu::UnicodeString one(codePoint);
-        one.foldCase();
-        one.toUTF8String(folded);
     }
+    kept.foldCase();
+    std::string folded;
+    kept.toUTF8String(folded);
     return folded;
+}
+
+}  // namespace
+
+std::string SnippetSearch::fold(std::string_view text) {
+    // Texts repeat the same few accented letters: fold each once per thread.
+    thread_local std::unordered_map<UChar32, std::string> folded;
+    std::string result;
+    result.reserve(text.size());
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+    const auto length = static_cast<int32_t>(text.size());
+    for (int32_t index = 0; index < length;) {
+        const std::uint8_t byte = bytes[index];
+        if (byte < 0x80) {
+            result += static_cast<char>(byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte);
+            ++index;
+            continue;
+        }
+        UChar32 codePoint = 0;
+        U8_NEXT(bytes, index, length, codePoint);
+        if (codePoint < 0) {
+            codePoint = 0xFFFD;
+        }
+        auto found = folded.find(codePoint);
+        if (found == folded.end()) {
+            if (folded.size() > 4096) {
+                folded.clear();  // a text in many scripts: keep the cache small
+            }
+            found = folded.emplace(codePoint, foldCodePoint(codePoint)).first;
+        }
+        result += found->second;
+    }
+    return result;
 }
 
 void SnippetSearch::rebuild(const std::vector<Snippet>& snippets, const GroupName& groupName) {

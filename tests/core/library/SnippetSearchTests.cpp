@@ -121,16 +121,25 @@ TEST_F(SnippetSearchTest, RowsShowTheGroupAndTheFirstNonBlankLineShortened) {
     add("p1", "Label", "\n   \n  First line  \nsecond").groupId = group.id;
     add("p2", "", std::string(300, 'x'));
     add("p3", "", "");
+    std::string accents;
+    for (int i = 0; i < 130; ++i) {
+        accents += "e\u0301";  // e and a combining acute: one character, two code points
+    }
+    add("p4", "", accents);
+    add("p5", "", std::string(120, 'y'));
     search.rebuild(library, [this](const std::optional<Uuid>& id) {
         return id && *id == group.id ? group.name : std::string();
     });
     const auto hits = search.search("p", 10);
-    ASSERT_EQ(hits.size(), 3u);
+    ASSERT_EQ(hits.size(), 5u);
     EXPECT_EQ(hits[0].preview, "First line");
     EXPECT_EQ(hits[0].groupName, "Customer Replies");
     EXPECT_EQ(hits[0].label, "Label");
     EXPECT_EQ(hits[1].preview, std::string(119, 'x') + "\u2026");
     EXPECT_EQ(hits[2].preview, "");
+    // Cut between characters, never between a letter and its accent.
+    EXPECT_EQ(hits[3].preview.substr(hits[3].preview.size() - 5), "\u0301\u2026");
+    EXPECT_EQ(hits[4].preview, std::string(120, 'y'));
 }
 
 }  // namespace
