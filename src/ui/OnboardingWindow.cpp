@@ -8,6 +8,7 @@
 #include <QStyle>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <algorithm>
 #include "ui/PanelPlacement.h"
 #include "ui/TrayIconArt.h"
 
@@ -95,7 +96,7 @@ OnboardingWindow::OnboardingWindow(Services services)
     buttons->addWidget(done);
     layout->addSpacing(8);
     layout->addLayout(buttons);
-    resize(560, sizeHint().height());
+    resize(560, layout->totalHeightForWidth(560));
     if (!placement_.restore(*this)) {
         centreOnScreenWithMouse(*this);
     }
@@ -112,7 +113,8 @@ OnboardingWindow::OnboardingWindow(Services services)
 
 void OnboardingWindow::present() {
     refresh();
-    resize(width(), sizeHint().height());
+    // Wrapped paragraphs are as tall as the window is narrow: ask the layout for this width.
+    resize(width(), std::max(height(), layout()->totalHeightForWidth(width())));
     show();
     raise();
     activateWindow();
