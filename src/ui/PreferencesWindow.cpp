@@ -264,7 +264,7 @@ QWidget* PreferencesWindow::buildExpansion() {
     addCheck("expandInPasswordFields", "Expand in &password fields",
              &AppSettings::expandInPasswordFields,
              "Off, nothing typed into a password field is ever expanded.");
-    addCheck("allowURLSchemeExpansion", "Let wordloom:// &links expand snippets",
+    addCheck("allowURLSchemeExpansion", "Let wordloom:// lin&ks expand snippets",
              &AppSettings::allowURLSchemeExpansion, QString());
 
     auto* sound = new QComboBox();
@@ -367,7 +367,7 @@ QWidget* PreferencesWindow::buildAI() {
     auto* row = new QHBoxLayout();
     row->addWidget(endpoint, 1);
     row->addWidget(test);
-    form->addRow(buddyLabel("Ollama &address:", endpoint), row);
+    form->addRow(buddyLabel("Ollama a&ddress:", endpoint), row);
     form->addRow(endpointCheck);
     auto* answer = note("Only a server on this computer is used: nothing you type leaves it.");
     answer->setObjectName("ollamaTestResult");

@@ -149,7 +149,10 @@ void DesktopShell::buildTray() {
     // also appear after Wordloom started.
     auto* poll = new QTimer(menu_.get());
     poll->setInterval(1500);
-    QObject::connect(poll, &QTimer::timeout, [this] { refreshTray(); });
+    QObject::connect(poll, &QTimer::timeout, [this] {
+        refreshTray();
+        releaseClosedWindows();
+    });
     poll->start();
     refreshTray();
 }
@@ -198,6 +201,36 @@ void DesktopShell::refreshTray() {
         if (wanted) {
             logger_.info("Tray icon shown");
         }
+    }
+}
+
+void DesktopShell::releaseClosedWindows() {
+    // A window closed for half a minute is let go: opening it again costs milliseconds, and an
+    // idle Wordloom should hold no window.
+    constexpr int pollsBeforeRelease = 20;
+    bool released = false;
+    const auto consider = [&](auto& window) {
+        if (!window) {
+            return;
+        }
+        const void* key = window.get();
+        if (window->isVisible()) {
+            hiddenPolls_.erase(key);
+            return;
+        }
+        if (++hiddenPolls_[key] >= pollsBeforeRelease) {
+            hiddenPolls_.erase(key);
+            window.reset();
+            released = true;
+        }
+    };
+    consider(quickSearch_);
+    consider(quickCreate_);
+    consider(preferences_);
+    consider(onboarding_);
+    consider(help_);
+    if (released) {
+        malloc_trim(0);
     }
 }
 

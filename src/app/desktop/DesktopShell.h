@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -83,6 +84,7 @@ class DesktopShell {
     std::pair<bool, std::string> accessibilityState() const;
     void giveFocusBack(std::function<void()> then);
     void testOllama(const std::string& endpoint, std::function<void(std::string)> done);
+    void releaseClosedWindows();
 
     DesktopShellServices services_;
     Logger logger_{"DesktopShell"};
@@ -108,6 +110,8 @@ class DesktopShell {
     std::unique_ptr<PreferencesWindow> preferences_;
     std::unique_ptr<OnboardingWindow> onboarding_;
     std::unique_ptr<HelpWindow> help_;
+    /// Polls each window has been hidden for, by window.
+    std::map<const void*, int> hiddenPolls_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
