@@ -111,13 +111,16 @@ OnboardingWindow::OnboardingWindow(Services services)
     poll->start();
 }
 
-void OnboardingWindow::present() {
+void OnboardingWindow::present(bool activate) {
     refresh();
     // Wrapped paragraphs are as tall as the window is narrow: ask the layout for this width.
     resize(width(), std::max(height(), layout()->totalHeightForWidth(width())));
+    setAttribute(Qt::WA_ShowWithoutActivating, !activate);
     show();
     raise();
-    activateWindow();
+    if (activate) {
+        activateWindow();
+    }
     tryField_->setFocus();
 }
 

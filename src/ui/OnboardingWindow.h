@@ -27,7 +27,9 @@ class OnboardingWindow final : public QWidget {
     };
 
     explicit OnboardingWindow(Services services);
-    void present();
+    /// Shows the window; `activate` false leaves the keyboard where it is (a window Wordloom
+    /// opens by itself must not take the keys from what the user is typing in).
+    void present(bool activate = true);
 
   protected:
     void hideEvent(QHideEvent* event) override;

@@ -83,7 +83,7 @@ void DesktopShell::start() {
     buildTray();
     if (!services_.defaults.boolForKey(onboardingShownKey)) {
         services_.defaults.setBool(onboardingShownKey, true);
-        openOnboarding();
+        openOnboarding(false);
     }
     // A desktop's panel often starts after the programs started at log-in: give it a moment,
     // then say once that there is no tray, and open the welcome window as the way in.
@@ -95,7 +95,7 @@ void DesktopShell::start() {
             "The desktop has no system tray, so Wordloom shows no icon. Open its windows with "
             "\u201cwordloom quick-search\u201d and \u201cwordloom quick-create\u201d.");
         if (!onboarding_ || !onboarding_->isVisible()) {
-            openOnboarding();
+            openOnboarding(false);
         }
     });
 }
@@ -478,7 +478,7 @@ void DesktopShell::testOllama(const std::string& endpoint, std::function<void(st
     });
 }
 
-void DesktopShell::openOnboarding() {
+void DesktopShell::openOnboarding(bool activate) {
     if (!onboarding_) {
         OnboardingWindow::Services services{services_.defaults};
         services.accessibility = [this] { return accessibilityState(); };
@@ -487,7 +487,7 @@ void DesktopShell::openOnboarding() {
         services.openPreferences = [this] { openPreferences(); };
         onboarding_ = std::make_unique<OnboardingWindow>(std::move(services));
     }
-    onboarding_->present();
+    onboarding_->present(activate);
 }
 
 void DesktopShell::openHelp() {

@@ -72,7 +72,8 @@ class DesktopShell {
     void openQuickSearch(const std::string& query);
     void openQuickCreate(const std::vector<std::string>& fields);
     void openPreferences();
-    void openOnboarding();
+    /// `activate` false when Wordloom opens it by itself: it then does not take the keyboard.
+    void openOnboarding(bool activate = true);
     void openHelp();
     void setPaused(bool paused);
 
