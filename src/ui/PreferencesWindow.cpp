@@ -354,12 +354,11 @@ QWidget* PreferencesWindow::buildAI() {
         endpoint->setText(qt(services_.settings.settings().ollamaEndpoint));
         check();
     });
-    QObject::connect(endpoint, &QLineEdit::textEdited, this, [check] { check(); });
-    QObject::connect(endpoint, &QLineEdit::editingFinished, this, [this, endpoint] {
-        const auto value = endpoint->text().toStdString();
-        if (value != services_.settings.settings().ollamaEndpoint) {
-            change([value](AppSettings& settings) { settings.ollamaEndpoint = value; });
-        }
+    // Saved as typed, like every other setting (the store writes the file once typing stops).
+    QObject::connect(endpoint, &QLineEdit::textEdited, this, [this, check](const QString& text) {
+        check();
+        const auto value = text.toStdString();
+        change([value](AppSettings& settings) { settings.ollamaEndpoint = value; });
     });
     auto* test = new QPushButton("&Test");
     test->setObjectName("testOllama");
@@ -396,11 +395,9 @@ QWidget* PreferencesWindow::buildAI() {
         QSignalBlocker block(model);
         model->setText(qt(services_.settings.settings().ollamaModel));
     });
-    QObject::connect(model, &QLineEdit::editingFinished, this, [this, model] {
-        const auto value = model->text().trimmed().toStdString();
-        if (value != services_.settings.settings().ollamaModel) {
-            change([value](AppSettings& settings) { settings.ollamaModel = value; });
-        }
+    QObject::connect(model, &QLineEdit::textEdited, this, [this](const QString& text) {
+        const auto value = text.trimmed().toStdString();
+        change([value](AppSettings& settings) { settings.ollamaModel = value; });
     });
     form->addRow(buddyLabel("&Model:", model), model);
 

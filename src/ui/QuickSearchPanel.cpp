@@ -1,6 +1,7 @@
 #include "ui/QuickSearchPanel.h"
 
 #include <QApplication>
+#include <QFrame>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -98,7 +99,14 @@ QuickSearchPanel::QuickSearchPanel(Actions actions)
     setAttribute(Qt::WA_ShowWithoutActivating, false);
     resize(640, 420);
 
-    auto* layout = new QVBoxLayout(this);
+    // Without a window frame the panel draws its own edge, in the style's colours, so that it
+    // stands out from a window of the same colour behind it.
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    auto* frame = new QFrame();
+    frame->setFrameStyle(QFrame::StyledPanel | QFrame::Raised);
+    outer->addWidget(frame);
+    auto* layout = new QVBoxLayout(frame);
     layout->setContentsMargins(10, 10, 10, 8);
     query_ = new QLineEdit();
     query_->setObjectName("query");

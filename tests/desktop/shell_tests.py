@@ -3,9 +3,11 @@ quick search and quick create opened from the command line, and the preferences 
 driven with XTest keys and read back from the target window, the log and the library's files.
 Run through run_desktop_tests.py (suite "shell")."""
 
+import http.server
 import json
 import os
 import subprocess
+import threading
 import time
 
 from harness import Desktop, wait_for
@@ -152,7 +154,38 @@ def make_shell_tests(base, options, wordloom_class, active_window_name):
             wait_for(lambda: (json_file(settings) or {}).get("smartCaseEnabled") is True,
                      what="smartCaseEnabled in settings.json")
 
+            # The AI tab's Test asks a server speaking Ollama's protocol for its models.
+            server = http.server.HTTPServer(("127.0.0.1", 0), ModelListHandler)
+            threading.Thread(target=server.serve_forever, daemon=True).start()
+            self.addCleanup(server.shutdown)
+            endpoint = "http://127.0.0.1:%d" % server.server_port
+            press(self.typist, "a", alt=True)  # the &AI tab
+            press(self.typist, "d", alt=True)  # Ollama a&ddress
+            press(self.typist, "a", control=True)
+            self.typist.type(endpoint)
+            press(self.typist, "t", alt=True)  # &Test
+            wait_for(lambda: "Its models: llama3.2:latest, qwen2.5:7b." in self.log(),
+                     what="the model list")
+            wait_for(lambda: (json_file(settings) or {}).get("ollamaEndpoint") == endpoint,
+                     what="ollamaEndpoint in settings.json")
+
     return ShellTests
+
+
+class ModelListHandler(http.server.BaseHTTPRequestHandler):
+    """Answers GET /api/tags as Ollama does."""
+
+    def do_GET(self):  # noqa: N802 - the name http.server calls
+        body = json.dumps({"models": [{"name": "llama3.2:latest"}, {"name": "qwen2.5:7b"}]})
+        status = 200 if self.path == "/api/tags" else 404
+        self.send_response(status)
+        self.send_header("Content-Type", "application/json")
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body.encode())
+
+    def log_message(self, *arguments):
+        pass
 
 
 def read_format(folder, kind):

@@ -470,8 +470,10 @@ void DesktopShell::testOllama(const std::string& endpoint, std::function<void(st
         } catch (const std::exception& error) {
             result = error.what();
         }
-        executor.post([done, result, alive] {
+        executor.post([done, result, alive, endpoint] {
             if (!alive.expired()) {
+                Logger("DesktopShell")
+                    .info("Tested the Ollama server at " + endpoint + ": " + result);
                 done(result);
             }
         });
