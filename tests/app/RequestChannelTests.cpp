@@ -77,6 +77,34 @@ TEST(RequestChannelTests, RequestIsOneLineAndTheAnswerSaysWhetherItWasTaken) {
     }
 }
 
+TEST(RequestChannelTests, ArgumentsOfAnyTextTravelOnOneLineAndTheFirstFormStillReads) {
+    const std::vector<std::string> arguments{"content=Dear\tAnna,\nsee C:\\new\\ \u2014 \U0001F600",
+                                             "", "label=\r\\t"};
+    const auto line = requestChannel::encode("quick-create", arguments);
+    EXPECT_EQ(line.find('\n'), std::string::npos);
+    const auto decoded = requestChannel::decode(line);
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(decoded->first, "quick-create");
+    EXPECT_EQ(decoded->second, arguments);
+    EXPECT_EQ(requestChannel::decode("2\tquick-search")->second, std::vector<std::string>{});
+
+    // A line from a client of the first form: everything after the tab, as sent.
+    const auto old = requestChannel::decode("expand-now\t\\t;sig\tx");
+    ASSERT_TRUE(old);
+    EXPECT_EQ(old->first, "expand-now");
+    EXPECT_EQ(old->second, std::vector<std::string>{"\\t;sig\tx"});
+
+    EXPECT_FALSE(requestChannel::decode("quick-search"));
+    EXPECT_FALSE(requestChannel::decode("2\tquick-create\tbad\\q"));
+    EXPECT_FALSE(requestChannel::decode("2\tquick-create\tends\\"));
+
+    test::TemporaryDirectory folder;
+    const auto path = folder / "requests";
+    OneShotServer server(path, "ok\n");
+    EXPECT_EQ(requestChannel::sendArguments(path, "quick-create", arguments, seconds(10)), "");
+    EXPECT_EQ(server.request(), line + "\n");
+}
+
 TEST(RequestChannelTests, NothingListeningSaysWordloomIsNotRunning) {
     test::TemporaryDirectory folder;
     try {

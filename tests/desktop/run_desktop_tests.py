@@ -477,11 +477,15 @@ def active_window_name(desktop):
 # Test files of their own import this module by name: let them find this one, not a second copy.
 sys.modules.setdefault("run_desktop_tests", sys.modules[__name__])
 from helper_tests import PlainLibraryHelperTests, ScriptLibraryHelperTests  # noqa: E402
+from shell_tests import make_shell_tests  # noqa: E402
+
+ShellTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom, active_window_name)
 
 SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTests],
           "robustness": [RobustnessTests],
           "helpers": [PlainLibraryHelperTests, ScriptLibraryHelperTests],
-          "accessibility": [AccessibilityBusTests, AccessibilityStatusTests]}
+          "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
+          "shell": [ShellTests]}
 
 
 def main():

@@ -11,6 +11,7 @@
 #include "app/cli/GroupCommands.h"
 #include "app/cli/LibraryCommands.h"
 #include "app/cli/MacroCommands.h"
+#include "app/cli/PanelCommands.h"
 #include "app/cli/RequestCommands.h"
 #include "app/cli/SettingsCommands.h"
 #include "app/cli/StartCommand.h"
@@ -30,6 +31,7 @@ CommandRegistry makeRegistry() {
     registerSettingsCommands(registry);
     registerStartCommand(registry);
     registerRequestCommands(registry);
+    registerPanelCommands(registry);
     registerDetectionCommands(registry);
     registerSyncCommands(registry);
     return registry;

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <mutex>
 
+#include "app/desktop/DesktopShell.h"
 #include "app/desktop/MemoryPolicy.h"
 #include "app/desktop/QtExecutor.h"
 #include "app/desktop/RequestChannel.h"
@@ -169,16 +170,24 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
                      static_cast<std::int64_t>(inserted));
     };
 
+    // The tray icon and the windows, each built when first opened.
+    DesktopShell shell(
+        {executor, snippetStore, settingsStore, defaults, engine, accessibility, focus});
+
     // A library load or change allocates copies of the whole library for a moment.
     MemoryTrimmer trimmer(executor, std::chrono::seconds(5));
     // `wordloom expand-now` and `wordloom copy`, typed or bound to a desktop shortcut.
     const char* display = std::getenv("DISPLAY");
     RequestListener requests(
         requestChannel::socketPath(display ? display : ""),
-        [&](const std::string& command, const std::string& abbreviation) -> std::string {
-            if (command != "expand-now" && command != "copy") {
+        [&](const std::string& command, const std::vector<std::string>& arguments) -> std::string {
+            if (auto answer = shell.handleRequest(command, arguments)) {
+                return *answer;
+            }
+            if ((command != "expand-now" && command != "copy") || arguments.size() != 1) {
                 return "Unknown request \u201c" + command + "\u201d.";
             }
+            const std::string& abbreviation = arguments.front();
             const auto snippet = library.snippetWithAbbreviation(abbreviation);
             if (!snippet) {
                 return "No enabled snippet has the abbreviation \u201c" + abbreviation + "\u201d.";
@@ -226,8 +235,11 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
         }
     };
     const auto startEngine = [&] {
-        engine.start();
-        logger.info("Wordloom is running: expanding snippets");
+        if (!shell.isPaused()) {
+            engine.start();
+            logger.info("Wordloom is running: expanding snippets");
+        }
+        shell.expansionStateChanged();
     };
     if (accessibility.isAccessibilityEnabled()) {
         startEngine();
@@ -237,6 +249,7 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
         accessibility.setOnAccessibilityGranted(startEngine);
     }
 
+    shell.start();
     const int status = QApplication::exec();
     engine.stop();
     snippetStore.flush();

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -18,7 +19,8 @@ namespace wordloom {
 
 namespace {
 
-constexpr std::size_t maxRequestBytes = 4096;
+// Room for a quick-create request carrying a long snippet.
+constexpr std::size_t maxRequestBytes = 256 * 1024;
 // The client writes its line as soon as it connects; the wait is on the main loop, so short.
 constexpr auto clientLimit = std::chrono::milliseconds(100);
 
@@ -44,13 +46,14 @@ std::optional<std::string> readLine(int fd, Duration timeout) {
         if (left.count() <= 0 || poll(&readable, 1, static_cast<int>(left.count())) <= 0) {
             return std::nullopt;
         }
-        char buffer[512];
+        char buffer[16384];
         const ssize_t count = read(fd, buffer, sizeof buffer);
         if (count <= 0) {
             return std::nullopt;
         }
+        const std::size_t searchFrom = line.size();
         line.append(buffer, static_cast<std::size_t>(count));
-        if (const auto end = line.find('\n'); end != std::string::npos) {
+        if (const auto end = line.find('\n', searchFrom); end != std::string::npos) {
             return line.substr(0, end);
         }
         if (line.size() > maxRequestBytes) {
@@ -59,16 +62,114 @@ std::optional<std::string> readLine(int fd, Duration timeout) {
     }
 }
 
-void writeAll(int fd, const std::string& text) {
+/// Writes `text`; `block` waits for room in the socket (the client), else what does not fit at
+/// once is dropped (the main loop never waits for a client that does not read).
+void writeAll(int fd, const std::string& text, bool block = false) {
     std::size_t written = 0;
     while (written < text.size()) {
-        const ssize_t count =
-            send(fd, text.data() + written, text.size() - written, MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t count = send(fd, text.data() + written, text.size() - written,
+                                   MSG_NOSIGNAL | (block ? 0 : MSG_DONTWAIT));
         if (count <= 0) {
             return;  // the client went away or does not read: its loss
         }
         written += static_cast<std::size_t>(count);
     }
+}
+
+constexpr const char* escapedForm = "2";
+
+std::string escaped(const std::string& field) {
+    std::string result;
+    result.reserve(field.size());
+    for (const char character : field) {
+        switch (character) {
+            case '\\':
+                result += "\\\\";
+                break;
+            case '\t':
+                result += "\\t";
+                break;
+            case '\n':
+                result += "\\n";
+                break;
+            case '\r':
+                result += "\\r";
+                break;
+            default:
+                result += character;
+        }
+    }
+    return result;
+}
+
+std::optional<std::string> unescaped(std::string_view field) {
+    std::string result;
+    result.reserve(field.size());
+    for (std::size_t index = 0; index < field.size(); ++index) {
+        if (field[index] != '\\') {
+            result += field[index];
+            continue;
+        }
+        if (++index == field.size()) {
+            return std::nullopt;
+        }
+        switch (field[index]) {
+            case '\\':
+                result += '\\';
+                break;
+            case 't':
+                result += '\t';
+                break;
+            case 'n':
+                result += '\n';
+                break;
+            case 'r':
+                result += '\r';
+                break;
+            default:
+                return std::nullopt;
+        }
+    }
+    return result;
+}
+
+std::string exchange(const std::filesystem::path& socket, const std::string& line,
+                     Duration timeout) {
+    // A socket in a folder someone else controls may be theirs, listening for our requests.
+    try {
+        ensurePrivateFolder(socket.parent_path());
+    } catch (const FileError& error) {
+        throw std::runtime_error(error.what());
+    }
+    const auto address = addressOf(socket);
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (!address || fd < 0 ||
+        connect(fd, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
+        if (fd >= 0) {
+            close(fd);
+        }
+        throw std::runtime_error(
+            "Wordloom is not running on this display (start it with "
+            "\u201cwordloom start\u201d).");
+    }
+    // A hung instance must not hold the command line up for longer than an answer may take.
+    const auto limit = std::chrono::duration_cast<std::chrono::microseconds>(timeout);
+    timeval sendLimit{static_cast<time_t>(limit.count() / 1'000'000),
+                      static_cast<suseconds_t>(limit.count() % 1'000'000)};
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &sendLimit, sizeof sendLimit);
+    writeAll(fd, line + "\n", true);
+    const auto answer = readLine(fd, timeout);
+    close(fd);
+    if (!answer) {
+        throw std::runtime_error("Wordloom did not answer in time.");
+    }
+    if (*answer == "ok") {
+        return {};
+    }
+    if (answer->rfind("error\t", 0) == 0) {
+        throw std::runtime_error(answer->substr(6));
+    }
+    throw std::runtime_error("Wordloom gave an answer this command does not understand.");
 }
 
 }  // namespace
@@ -93,36 +194,49 @@ std::filesystem::path socketPath(const std::string& display) {
 
 std::string send(const std::filesystem::path& socket, const std::string& command,
                  const std::string& argument, Duration timeout) {
-    // A socket in a folder someone else controls may be theirs, listening for our requests.
-    try {
-        ensurePrivateFolder(socket.parent_path());
-    } catch (const FileError& error) {
-        throw std::runtime_error(error.what());
+    return exchange(socket, command + "\t" + argument, timeout);
+}
+
+std::string sendArguments(const std::filesystem::path& socket, const std::string& command,
+                          const std::vector<std::string>& arguments, Duration timeout) {
+    return exchange(socket, encode(command, arguments), timeout);
+}
+
+std::string encode(const std::string& command, const std::vector<std::string>& arguments) {
+    std::string line = std::string(escapedForm) + "\t" + escaped(command);
+    for (const auto& argument : arguments) {
+        line += "\t" + escaped(argument);
     }
-    const auto address = addressOf(socket);
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (!address || fd < 0 ||
-        connect(fd, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
-        if (fd >= 0) {
-            close(fd);
+    return line;
+}
+
+std::optional<std::pair<std::string, std::vector<std::string>>> decode(const std::string& line) {
+    const auto tab = line.find('\t');
+    if (tab == std::string::npos) {
+        return std::nullopt;
+    }
+    if (line.compare(0, tab, escapedForm) != 0) {
+        // The first form: one argument, taken as it is.
+        return std::pair{line.substr(0, tab), std::vector{line.substr(tab + 1)}};
+    }
+    std::vector<std::string> fields;
+    std::size_t start = tab + 1;
+    while (true) {
+        const auto end = line.find('\t', start);
+        auto field = unescaped(std::string_view(line).substr(
+            start, end == std::string::npos ? std::string::npos : end - start));
+        if (!field) {
+            return std::nullopt;
         }
-        throw std::runtime_error(
-            "Wordloom is not running on this display (start it with "
-            "\u201cwordloom start\u201d).");
+        fields.push_back(std::move(*field));
+        if (end == std::string::npos) {
+            break;
+        }
+        start = end + 1;
     }
-    writeAll(fd, command + "\t" + argument + "\n");
-    const auto answer = readLine(fd, timeout);
-    close(fd);
-    if (!answer) {
-        throw std::runtime_error("Wordloom did not answer in time.");
-    }
-    if (*answer == "ok") {
-        return {};
-    }
-    if (answer->rfind("error\t", 0) == 0) {
-        throw std::runtime_error(answer->substr(6));
-    }
-    throw std::runtime_error("Wordloom gave an answer this command does not understand.");
+    auto command = std::move(fields.front());
+    fields.erase(fields.begin());
+    return std::pair{std::move(command), std::move(fields)};
 }
 
 }  // namespace requestChannel
@@ -175,14 +289,14 @@ void RequestListener::acceptOne() {
         return;
     }
     const auto line = readLine(client, clientLimit);
-    const auto tab = line ? line->find('\t') : std::string::npos;
-    if (tab == std::string::npos) {
+    const auto request = line ? requestChannel::decode(*line) : std::nullopt;
+    if (!request) {
         logger_.info("Dropped a request that was not one");
         writeAll(client, "error\tThe request was not understood.\n");
         close(client);
         return;
     }
-    std::string refusal = handler_(line->substr(0, tab), line->substr(tab + 1));
+    std::string refusal = handler_(request->first, request->second);
     std::replace(refusal.begin(), refusal.end(), '\n', ' ');
     writeAll(client, refusal.empty() ? "ok\n" : "error\t" + refusal + "\n");
     close(client);

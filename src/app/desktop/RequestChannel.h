@@ -4,16 +4,22 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "core/base/Executor.h"
 #include "core/base/Log.h"
 
 namespace wordloom {
 
-/// The local socket through which `wordloom expand-now` and `wordloom copy` reach the instance
-/// running on their display. One request per connection: a line "COMMAND<TAB>ARGUMENT", answered
-/// by "ok" or "error<TAB>MESSAGE".
+/// The local socket through which `wordloom expand-now`, `copy`, `quick-search` and
+/// `quick-create` reach the instance running on their display. One request per connection: a
+/// line "COMMAND<TAB>ARGUMENT", answered by "ok" or "error<TAB>MESSAGE". A request with any
+/// number of arguments is "2<TAB>COMMAND<TAB>ARG<TAB>ARG...", each field with backslash, tab,
+/// line feed and carriage return escaped as \\, \t, \n and \r; the first form stays for
+/// clients (and key bindings) made before it.
 namespace requestChannel {
 
 /// Where the instance for `display` listens: the user's runtime folder, readable by the user
@@ -26,6 +32,15 @@ std::filesystem::path socketPath(const std::string& display);
 std::string send(const std::filesystem::path& socket, const std::string& command,
                  const std::string& argument, Duration timeout);
 
+/// As send(), with any number of arguments, each of any text.
+std::string sendArguments(const std::filesystem::path& socket, const std::string& command,
+                          const std::vector<std::string>& arguments, Duration timeout);
+
+/// The request line (without its line feed) for `command` and `arguments`, and back. decode
+/// returns nullopt for a line that is not a request.
+std::string encode(const std::string& command, const std::vector<std::string>& arguments);
+std::optional<std::pair<std::string, std::vector<std::string>>> decode(const std::string& line);
+
 }  // namespace requestChannel
 
 /// The running instance's end of the channel, on the Qt main loop. A client gets 100 ms to send
@@ -33,8 +48,8 @@ std::string send(const std::filesystem::path& socket, const std::string& command
 class RequestListener {
   public:
     /// Answers a request: empty for success, else the reason it was refused.
-    using Handler =
-        std::function<std::string(const std::string& command, const std::string& argument)>;
+    using Handler = std::function<std::string(const std::string& command,
+                                              const std::vector<std::string>& arguments)>;
 
     RequestListener(std::filesystem::path socket, Handler handler);
     ~RequestListener();

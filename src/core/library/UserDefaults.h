@@ -24,6 +24,7 @@ class UserDefaults {
     /// Sets the flag and writes the file at once. Returns false when the write failed.
     bool setBool(std::string_view key, bool value);
 
+    /// A text value (such as where a window was left), or nullopt when absent or not text.
     std::optional<std::string> stringForKey(std::string_view key) const;
     /// Sets a text value and writes the file at once. Returns false when the write failed.
     bool setString(std::string_view key, std::string_view value);

@@ -68,36 +68,45 @@ curl_socket_t openSocket(void* exchange, curlsocktype, curl_sockaddr* address) {
 
 OllamaClient::OllamaClient(OllamaClientOptions options) : options_(std::move(options)) {}
 
-std::string OllamaClient::generate(const OllamaEndpoint& endpoint,
-                                   const OllamaGenerateRequest& request) const {
+namespace {
+
+struct Answer {
+    long status = 0;
+    std::string body;
+};
+
+/// One request to `url`: a POST of `body` when there is one, else a GET.
+Answer exchange(const OllamaClientOptions& options, const std::string& url,
+                const std::string* body) {
     const CurlLibrary& lib = CurlLibrary::get();
     std::unique_ptr<CURL, EasyDeleter> handle(lib.easyInit(), EasyDeleter{&lib});
     if (!handle) {
         throw AIServiceError::ollamaConnectionFailed("cannot create an HTTP request");
     }
     CURL* curl = handle.get();
-    const std::string body = request.toJSON();
     std::unique_ptr<curl_slist, ListDeleter> headers(
         lib.slistAppend(nullptr, "Content-Type: application/json"), ListDeleter{&lib});
-    Exchange exchange{&options_, {}};
+    Exchange exchange{&options, {}};
     char errorText[CURL_ERROR_SIZE] = {};
 
-    lib.easySetopt(curl, CURLOPT_URL, endpoint.generateURL.c_str());
+    lib.easySetopt(curl, CURLOPT_URL, url.c_str());
     lib.easySetopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     lib.easySetopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
     lib.easySetopt(curl, CURLOPT_NOPROXY, "*");
     lib.easySetopt(curl, CURLOPT_NOSIGNAL, 1L);
-    lib.easySetopt(curl, CURLOPT_POST, 1L);
-    lib.easySetopt(curl, CURLOPT_HTTPHEADER, headers.get());
-    lib.easySetopt(curl, CURLOPT_POSTFIELDS, body.c_str());
-    lib.easySetopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-    lib.easySetopt(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(options_.totalTimeout.count()));
+    if (body) {
+        lib.easySetopt(curl, CURLOPT_POST, 1L);
+        lib.easySetopt(curl, CURLOPT_HTTPHEADER, headers.get());
+        lib.easySetopt(curl, CURLOPT_POSTFIELDS, body->c_str());
+        lib.easySetopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body->size()));
+    }
+    lib.easySetopt(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(options.totalTimeout.count()));
     lib.easySetopt(curl, CURLOPT_CONNECTTIMEOUT_MS,
-                   static_cast<long>(options_.totalTimeout.count()));
+                   static_cast<long>(options.totalTimeout.count()));
     // "Silent for idleTimeout" = fewer than 1 byte per second for that long.
     lib.easySetopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
     lib.easySetopt(curl, CURLOPT_LOW_SPEED_TIME,
-                   std::max(1L, static_cast<long>(options_.idleTimeout.count() / 1000)));
+                   std::max(1L, static_cast<long>(options.idleTimeout.count() / 1000)));
     lib.easySetopt(curl, CURLOPT_WRITEFUNCTION, collect);
     lib.easySetopt(curl, CURLOPT_WRITEDATA, &exchange);
     lib.easySetopt(curl, CURLOPT_OPENSOCKETFUNCTION, openSocket);
@@ -112,17 +121,38 @@ std::string OllamaClient::generate(const OllamaEndpoint& endpoint,
         const std::string reason = errorText[0] != '\0' ? errorText : lib.easyStrerror(code);
         throw AIServiceError::ollamaConnectionFailed(reason);
     }
-    long status = 0;
-    lib.easyGetinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-    if (status < 200 || status > 299) {
-        throw AIServiceError::ollamaHTTPError(status, exchange.body);
+    Answer answer;
+    lib.easyGetinfo(curl, CURLINFO_RESPONSE_CODE, &answer.status);
+    answer.body = std::move(exchange.body);
+    if (answer.status < 200 || answer.status > 299) {
+        throw AIServiceError::ollamaHTTPError(answer.status, answer.body);
     }
-    OllamaGenerateResponse response = OllamaGenerateResponse::decode(exchange.body);
+    return answer;
+}
+
+}  // namespace
+
+std::string OllamaClient::generate(const OllamaEndpoint& endpoint,
+                                   const OllamaGenerateRequest& request) const {
+    const std::string body = request.toJSON();
+    const Answer answer = exchange(options_, endpoint.generateURL, &body);
+    OllamaGenerateResponse response = OllamaGenerateResponse::decode(answer.body);
     if (response.error) {
         // The server answered, so this is its verdict rather than a connection problem.
-        throw AIServiceError::ollamaHTTPError(status, *response.error);
+        throw AIServiceError::ollamaHTTPError(answer.status, *response.error);
     }
     return response.response.value_or("");
+}
+
+std::vector<std::string> OllamaClient::listModels(const OllamaEndpoint& endpoint) const {
+    constexpr std::string_view generatePath = "api/generate";
+    std::string url = endpoint.generateURL;
+    if (url.size() >= generatePath.size() &&
+        url.compare(url.size() - generatePath.size(), generatePath.size(), generatePath) == 0) {
+        url.replace(url.size() - generatePath.size(), generatePath.size(), "api/tags");
+    }
+    const Answer answer = exchange(options_, url, nullptr);
+    return decodeOllamaModelNames(answer.body);
 }
 
 }  // namespace wordloom

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "core/macros/OllamaEndpoint.h"
 #include "core/macros/OllamaMessages.h"
@@ -29,6 +30,9 @@ class OllamaClient {
     /// (ollamaConnectionFailed, ollamaHTTPError) or OllamaDecodingError.
     std::string generate(const OllamaEndpoint& endpoint,
                          const OllamaGenerateRequest& request) const;
+
+    /// The names of the models the server has (GET api/tags). Throws as generate() does.
+    std::vector<std::string> listModels(const OllamaEndpoint& endpoint) const;
 
   private:
     OllamaClientOptions options_;

@@ -51,4 +51,27 @@ OllamaGenerateResponse OllamaGenerateResponse::decode(std::string_view body) {
     return *decoded;
 }
 
+std::vector<std::string> decodeOllamaModelNames(std::string_view body) {
+    try {
+        JsonDocument document(body);
+        const auto object = json::asObject(document.root());
+        const auto models = object ? json::member(*object, "models") : std::nullopt;
+        const auto list = models ? json::asArray(*models) : std::nullopt;
+        if (list) {
+            std::vector<std::string> names;
+            for (auto model : *list) {
+                const auto entry = json::asObject(model);
+                const auto name = entry ? json::member(*entry, "name") : std::nullopt;
+                const auto text = name ? json::asString(*name) : std::nullopt;
+                if (text) {
+                    names.emplace_back(*text);
+                }
+            }
+            return names;
+        }
+    } catch (const JsonError&) {
+    }
+    throw OllamaDecodingError();
+}
+
 }  // namespace wordloom

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace wordloom {
 
@@ -25,5 +26,9 @@ struct OllamaGenerateResponse {
     /// Throws OllamaDecodingError when `body` is not a JSON object of this shape.
     static OllamaGenerateResponse decode(std::string_view body);
 };
+
+/// The model names in the answer of api/tags ({"models": [{"name": ...}, ...]}). Throws
+/// OllamaDecodingError when `body` is not of that shape.
+std::vector<std::string> decodeOllamaModelNames(std::string_view body);
 
 }  // namespace wordloom

@@ -3,6 +3,8 @@
 #include <atspi/atspi.h>
 #include <gio/gio.h>
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <vector>
@@ -57,6 +59,14 @@ std::unique_ptr<AtspiAccessibilityService::Focus> describeFocus(AtspiAccessible*
     auto focus = std::make_unique<AtspiAccessibilityService::Focus>();
     focus->accessible = static_cast<AtspiAccessible*>(g_object_ref(accessible));
     GError* error = nullptr;
+    // The process id comes from the bus, not from the program. Our own windows are never asked:
+    // the question would wait on the main thread that has to answer it.
+    focus->processId =
+        static_cast<long>(atspi_accessible_get_process_id(focus->accessible, &error));
+    g_clear_error(&error);
+    if (focus->processId == static_cast<long>(getpid())) {
+        return focus;
+    }
     const AtspiRole role = atspi_accessible_get_role(focus->accessible, &error);
     g_clear_error(&error);
     focus->element.role = takeString(atspi_role_get_name(role));
@@ -66,9 +76,6 @@ std::unique_ptr<AtspiAccessibilityService::Focus> describeFocus(AtspiAccessible*
     if (role == ATSPI_ROLE_PASSWORD_TEXT) {
         focus->element.subrole = "AXSecureTextField";
     }
-    focus->processId =
-        static_cast<long>(atspi_accessible_get_process_id(focus->accessible, &error));
-    g_clear_error(&error);
     const auto* object = reinterpret_cast<AtspiObject*>(focus->accessible);
     focus->element.identity.value =
         std::string(object->app && object->app->bus_name ? object->app->bus_name : "") +
@@ -297,7 +304,7 @@ void AtspiAccessibilityService::setOnAccessibilityGranted(std::function<void()> 
 }
 
 AtspiAccessibilityService::Focus* AtspiAccessibilityService::currentFocus() {
-    if (!isAccessibilityEnabled() || !focus_) {
+    if (!isAccessibilityEnabled() || !focus_ || focus_->processId == static_cast<long>(getpid())) {
         return nullptr;
     }
     // The focus reported last belongs to another program than the active window's: that
@@ -319,6 +326,10 @@ std::optional<FocusedElement> AtspiAccessibilityService::focusedElement() {
     // A program that speaks AT-SPI but has not told us its focus yet could be showing a
     // password field: no answer. One that does not speak it (xterm) is represented by its window.
     const auto process = activeWindowProcess_ ? activeWindowProcess_() : std::nullopt;
+    if (process && *process == static_cast<long>(getpid())) {
+        // One of our own panels (quick search, a fill-in form): plain text fields.
+        return FocusedElement{{"window:wordloom"}, "window", "", "window"};
+    }
     if (process && speaksAtspi(*process)) {
         // Its focus event was missed (it had focus before we listened): look for the focus.
         if (recoverFocus(*process)) {

@@ -1,0 +1,1 @@
+wordloom_benchmark(search_bench search_bench.cpp DEPS wordloom_library)
