@@ -46,6 +46,7 @@
 #include "platform/x11/X11WindowFocus.h"
 #include "ui/ExpansionNotificationWindow.h"
 #include "ui/FillInFormWindow.h"
+#include "ui/StatisticsWindow.h"
 
 namespace wordloom {
 
@@ -173,6 +174,18 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     // The tray icon and the windows, each built when first opened.
     DesktopShell shell(
         {executor, snippetStore, settingsStore, defaults, engine, accessibility, focus});
+    std::unique_ptr<StatisticsWindow> statistics;
+    shell.setStatisticsOpener([&] {
+        if (!statistics) {
+            statistics = std::make_unique<StatisticsWindow>(snippetStore, usage, [&engine] {
+                return StatisticsWindow::EngineCounters{engine.expansionCount(),
+                                                        engine.dailyExpansionCount()};
+            });
+        }
+        statistics->show();
+        statistics->raise();
+        statistics->activateWindow();
+    });
 
     // A library load or change allocates copies of the whole library for a moment.
     MemoryTrimmer trimmer(executor, std::chrono::seconds(5));

@@ -126,9 +126,13 @@ void DesktopShell::buildTray() {
     QObject::connect(pauseAction_, &QAction::triggered, [this] { setPaused(!paused_); });
     QObject::connect(menu_->addAction("Pr&eferences\u2026"), &QAction::triggered,
                      [this] { openPreferences(); });
-    auto* statistics = menu_->addAction("&Statistics\u2026");
-    statistics->setEnabled(false);
-    statistics->setToolTip("The statistics window is not part of Wordloom yet.");
+    statisticsAction_ = menu_->addAction("&Statistics\u2026");
+    statisticsAction_->setEnabled(static_cast<bool>(openStatistics_));
+    QObject::connect(statisticsAction_, &QAction::triggered, [this] {
+        if (openStatistics_) {
+            openStatistics_();
+        }
+    });
     QObject::connect(menu_->addAction("&Help"), &QAction::triggered, [this] { openHelp(); });
     menu_->addSeparator();
     QObject::connect(menu_->addAction("Q&uit Wordloom"), &QAction::triggered,
@@ -280,6 +284,13 @@ void DesktopShell::setClipboardHistoryOpener(std::function<void()> open) {
     openClipboardHistory_ = std::move(open);
     if (clipboardHistoryAction_) {
         clipboardHistoryAction_->setEnabled(static_cast<bool>(openClipboardHistory_));
+    }
+}
+
+void DesktopShell::setStatisticsOpener(std::function<void()> open) {
+    openStatistics_ = std::move(open);
+    if (statisticsAction_) {
+        statisticsAction_->setEnabled(static_cast<bool>(openStatistics_));
     }
 }
 

@@ -68,6 +68,8 @@ class DesktopShell {
 
     /// Plugs in the clipboard history window when it exists: enables its menu entry.
     void setClipboardHistoryOpener(std::function<void()> open);
+    /// Plugs in the statistics window: enables its menu entry.
+    void setStatisticsOpener(std::function<void()> open);
 
     void openQuickSearch(const std::string& query);
     void openQuickCreate(const std::vector<std::string>& fields);
@@ -93,11 +95,13 @@ class DesktopShell {
     bool trayAvailable_ = false;
     int shownState_ = -1;  // the TrayState the icon shows
     std::function<void()> openClipboardHistory_;
+    std::function<void()> openStatistics_;
 
     std::unique_ptr<QSystemTrayIcon> tray_;
     std::unique_ptr<QMenu> menu_;
     QAction* quickSearchAction_ = nullptr;
     QAction* clipboardHistoryAction_ = nullptr;
+    QAction* statisticsAction_ = nullptr;
     QAction* pauseAction_ = nullptr;
     QAction* stateAction_ = nullptr;
 
