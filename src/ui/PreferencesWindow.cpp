@@ -1,5 +1,7 @@
 #include "ui/PreferencesWindow.h"
 
+#include "core/sync/SyncConfiguration.h"
+
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFormLayout>
@@ -192,14 +194,41 @@ QWidget* PreferencesWindow::buildGeneral() {
         note("Until the shortcut is live, bind \u201cwordloom quick-search\u201d to a key "
              "in your desktop's keyboard settings."));
 
-    auto* sync = new QCheckBox("Sync the library through iCloud");
+    auto* sync = new QCheckBox("S&ync the library with my other computers");
     sync->setObjectName("iCloudSyncEnabled");
-    sync->setAccessibleName("Sync the library through iCloud (not available on Linux)");
-    sync->setEnabled(false);
+    sync->setAccessibleName("Sync the library with my other computers");
+    auto* syncNote = note("");
+    reloaders_.push_back([this, sync, syncNote] {
+        const auto configuration = SyncConfiguration::load(services_.defaults);
+        QSignalBlocker block(sync);
+        sync->setChecked(services_.settings.settings().iCloudSyncEnabled);
+        switch (configuration.backend) {
+            case SyncConfiguration::Backend::none:
+                sync->setEnabled(false);
+                syncNote->setText(
+                    "Set sync up first, through any folder a file-sync tool keeps in step "
+                    "(\u201cwordloom sync setup folder PATH\u201d) or through iCloud "
+                    "(\u201cwordloom sync setup cloudkit\u201d).");
+                break;
+            case SyncConfiguration::Backend::folder:
+                sync->setEnabled(true);
+                syncNote->setText(QString("Through the folder %1. \u201cwordloom sync "
+                                          "status\u201d tells how it went.")
+                                      .arg(QString::fromStdString(configuration.folder.string())));
+                break;
+            case SyncConfiguration::Backend::cloudKit:
+                sync->setEnabled(true);
+                syncNote->setText(QString("Through iCloud (%1). Sign in with \u201cwordloom "
+                                          "sync sign-in\u201d.")
+                                      .arg(QString::fromStdString(configuration.container)));
+                break;
+        }
+    });
+    QObject::connect(sync, &QCheckBox::toggled, this, [this](bool on) {
+        change([on](AppSettings& settings) { settings.iCloudSyncEnabled = on; });
+    });
     form->addRow(sync);
-    form->addRow(
-        note("iCloud is not available on Linux. Keep the data folder in a folder you "
-             "sync yourself, or use \u201cwordloom backup\u201d."));
+    form->addRow(syncNote);
     return page;
 }
 
