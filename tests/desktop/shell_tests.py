@@ -11,7 +11,8 @@ import threading
 import time
 
 from harness import Desktop, wait_for
-from shell_driver import open_tray_menu, press, start_tray, tray_icon_geometry
+from shell_driver import (accessible_text, move_pointer, open_tray_menu, press, start_tray,
+                          tray_icon_geometry, window_geometry)
 
 
 def read(path):
@@ -132,6 +133,23 @@ def make_shell_tests(base, options, wordloom_class, active_window_name):
             self.wait_active("Wordloom GTK")
             self.typist.type(";pan ")
             self.expect_text(path, "Made in\tthe panel\nwith two lines ")
+
+        def test_the_welcome_window_lets_you_try_a_snippet_in_it(self):
+            # The first start shows it without taking the keyboard: click it, as a person would.
+            x, y, width, height = wait_for(
+                lambda: window_geometry(self.desktop, "Welcome to Wordloom"), timeout=20,
+                what="the welcome window")
+            move_pointer(self.desktop, x + width // 2, y + 12)
+            self.typist.click(1)
+            self.wait_active("Welcome to Wordloom")
+            self.typist.type(";today ")  # the seeded date snippets wait for a delimiter
+            today = self.wordloom.run("expand", ";today").stdout.strip() + " "
+            try:
+                wait_for(lambda: accessible_text(self.desktop, "Try a snippet here") == today,
+                         timeout=20, what="today's date in the field, read through AT-SPI")
+            except TimeoutError:
+                self.fail("the field says %r, expected %r\n%s" % (
+                    accessible_text(self.desktop, "Try a snippet here"), today, self.log()))
 
         def test_preferences_are_saved_as_changed_and_launch_at_login_follows_the_box(self):
             autostart = os.path.join(self.desktop.env["XDG_CONFIG_HOME"], "autostart",
