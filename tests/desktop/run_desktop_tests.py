@@ -476,12 +476,13 @@ def active_window_name(desktop):
 
 from shell_tests import make_shell_tests  # noqa: E402
 
-ShellTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom, active_window_name)
+ShellTests, NoTrayTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom,
+                                           active_window_name)
 
 SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTests],
           "robustness": [RobustnessTests],
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
-          "shell": [ShellTests]}
+          "shell": [ShellTests, NoTrayTests]}
 
 
 def main():

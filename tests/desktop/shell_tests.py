@@ -187,7 +187,32 @@ def make_shell_tests(base, options, wordloom_class, active_window_name):
             wait_for(lambda: (json_file(settings) or {}).get("ollamaEndpoint") == endpoint,
                      what="ollamaEndpoint in settings.json")
 
-    return ShellTests
+    class NoTrayTests(base):
+        """A desktop without any tray, as stock GNOME is."""
+
+        def setUp(self):
+            self.desktop = Desktop()
+            self.addCleanup(self.desktop.close)
+            library = os.path.join(self.desktop.folder, "library")
+            os.makedirs(library)
+            with open(os.path.join(library, "defaults.json"), "w") as stream:
+                json.dump({"onboardingShown": True}, stream)  # not the first start
+            self.wordloom = wordloom_class(self.desktop, self.snippets, self.settings)
+            self.typist = self.desktop.typist()
+            self.addCleanup(self.typist.close)
+
+        def test_without_a_tray_it_says_so_and_shows_the_welcome_window_without_taking_focus(self):
+            path, _ = self.open_gtk()
+            self.typist.type("typing ")
+            wait_for(lambda: "no system tray" in (read(self.wordloom.log) or ""), timeout=30,
+                     what="the message about the missing tray")
+            wait_for(lambda: window_geometry(self.desktop, "Welcome to Wordloom"),
+                     what="the welcome window")
+            self.typist.type("on")
+            self.expect_text(path, "typing on")
+            self.assertIsNone(tray_icon_geometry(self.desktop))
+
+    return ShellTests, NoTrayTests
 
 
 class ModelListHandler(http.server.BaseHTTPRequestHandler):
