@@ -2,6 +2,7 @@
 
 #include <QKeyEvent>
 #include <QTextBrowser>
+#include <QTextDocument>
 #include <QVBoxLayout>
 
 #include "ui/MacroReference.h"
@@ -20,6 +21,7 @@ HelpWindow::HelpWindow(UserDefaults& defaults)
     browser->setAccessibleName("Macro reference");
     browser->setOpenExternalLinks(true);
     browser->setMarkdown(QString::fromUtf8(macroReferenceMarkdown()));
+    browser->document()->setDocumentMargin(12);
     layout->addWidget(browser);
     resize(760, 620);
     if (!placement_.restore(*this)) {

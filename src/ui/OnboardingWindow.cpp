@@ -57,7 +57,7 @@ OnboardingWindow::OnboardingWindow(Services services)
     steps_->setForegroundRole(QPalette::PlaceholderText);
     layout->addWidget(steps_);
 
-    auto* tryLabel = new QLabel("T&ry it: type ;today here");
+    auto* tryLabel = new QLabel("T&ry it: type ;today and a space here");
     tryField_ = new QLineEdit();
     tryField_->setObjectName("tryField");
     tryField_->setAccessibleName("Try a snippet here");

@@ -99,14 +99,6 @@ void PreferencesWindow::present() {
     activateWindow();
 }
 
-void PreferencesWindow::showTab(const QString& title) {
-    for (int index = 0; index < tabs_->count(); ++index) {
-        if (tabs_->tabText(index).remove('&') == title) {
-            tabs_->setCurrentIndex(index);
-        }
-    }
-}
-
 void PreferencesWindow::hideEvent(QHideEvent* event) {
     placement_.save(*this);
     QWidget::hideEvent(event);

@@ -44,8 +44,6 @@ class PreferencesWindow final : public QWidget {
     explicit PreferencesWindow(PreferencesServices services);
 
     void present();
-    /// Shows the tab whose title is `title` ("General", "Expansion", "AI", "Advanced").
-    void showTab(const QString& title);
 
   protected:
     void hideEvent(QHideEvent* event) override;

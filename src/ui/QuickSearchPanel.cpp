@@ -159,14 +159,6 @@ void QuickSearchPanel::refresh() {
     }
 }
 
-QStringList QuickSearchPanel::shownAbbreviations() const {
-    QStringList shown;
-    for (const auto& hit : hits_) {
-        shown << qt(hit.abbreviation);
-    }
-    return shown;
-}
-
 void QuickSearchPanel::search() {
     hits_ = actions_.search ? actions_.search(query_->text().toStdString())
                             : std::vector<SnippetSearchHit>{};

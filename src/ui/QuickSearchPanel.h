@@ -38,9 +38,6 @@ class QuickSearchPanel final : public QWidget {
     /// Searches again, as after a change in the library.
     void refresh();
 
-    /// For tests and tools: the rows shown, by abbreviation.
-    QStringList shownAbbreviations() const;
-
   protected:
     void keyPressEvent(QKeyEvent* event) override;
     bool event(QEvent* event) override;

@@ -479,13 +479,14 @@ sys.modules.setdefault("run_desktop_tests", sys.modules[__name__])
 from helper_tests import PlainLibraryHelperTests, ScriptLibraryHelperTests  # noqa: E402
 from shell_tests import make_shell_tests  # noqa: E402
 
-ShellTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom, active_window_name)
+ShellTests, NoTrayTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom,
+                                           active_window_name)
 
 SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTests],
           "robustness": [RobustnessTests],
           "helpers": [PlainLibraryHelperTests, ScriptLibraryHelperTests],
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
-          "shell": [ShellTests]}
+          "shell": [ShellTests, NoTrayTests]}
 
 
 def main():

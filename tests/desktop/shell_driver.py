@@ -112,3 +112,11 @@ def open_tray_menu(desktop, typist, read_log):
         except TimeoutError:
             continue
     raise TimeoutError("the tray menu never opened")
+
+
+def accessible_text(desktop, name, application="wordloom"):
+    """The text of our field named `name`, read through AT-SPI, or None."""
+    script = os.path.join(os.path.dirname(os.path.abspath(__file__)), "atspi_text.py")
+    result = subprocess.run(["/usr/bin/python3", script, application, name], env=desktop.env,
+                            capture_output=True, text=True, timeout=30)
+    return result.stdout if result.returncode == 0 else None

@@ -11,7 +11,8 @@ import threading
 import time
 
 from harness import Desktop, wait_for
-from shell_driver import open_tray_menu, press, start_tray, tray_icon_geometry
+from shell_driver import (accessible_text, move_pointer, open_tray_menu, press, start_tray,
+                          tray_icon_geometry, window_geometry)
 
 
 def read(path):
@@ -133,6 +134,23 @@ def make_shell_tests(base, options, wordloom_class, active_window_name):
             self.typist.type(";pan ")
             self.expect_text(path, "Made in\tthe panel\nwith two lines ")
 
+        def test_the_welcome_window_lets_you_try_a_snippet_in_it(self):
+            # The first start shows it without taking the keyboard: click it, as a person would.
+            x, y, width, height = wait_for(
+                lambda: window_geometry(self.desktop, "Welcome to Wordloom"), timeout=20,
+                what="the welcome window")
+            move_pointer(self.desktop, x + width // 2, y + 12)
+            self.typist.click(1)
+            self.wait_active("Welcome to Wordloom")
+            self.typist.type(";today ")  # the seeded date snippets wait for a delimiter
+            today = self.wordloom.run("expand", ";today").stdout.strip() + " "
+            try:
+                wait_for(lambda: accessible_text(self.desktop, "Try a snippet here") == today,
+                         timeout=20, what="today's date in the field, read through AT-SPI")
+            except TimeoutError:
+                self.fail("the field says %r, expected %r\n%s" % (
+                    accessible_text(self.desktop, "Try a snippet here"), today, self.log()))
+
         def test_preferences_are_saved_as_changed_and_launch_at_login_follows_the_box(self):
             autostart = os.path.join(self.desktop.env["XDG_CONFIG_HOME"], "autostart",
                                      "wordloom.desktop")
@@ -169,7 +187,32 @@ def make_shell_tests(base, options, wordloom_class, active_window_name):
             wait_for(lambda: (json_file(settings) or {}).get("ollamaEndpoint") == endpoint,
                      what="ollamaEndpoint in settings.json")
 
-    return ShellTests
+    class NoTrayTests(base):
+        """A desktop without any tray, as stock GNOME is."""
+
+        def setUp(self):
+            self.desktop = Desktop()
+            self.addCleanup(self.desktop.close)
+            library = os.path.join(self.desktop.folder, "library")
+            os.makedirs(library)
+            with open(os.path.join(library, "defaults.json"), "w") as stream:
+                json.dump({"onboardingShown": True}, stream)  # not the first start
+            self.wordloom = wordloom_class(self.desktop, self.snippets, self.settings)
+            self.typist = self.desktop.typist()
+            self.addCleanup(self.typist.close)
+
+        def test_without_a_tray_it_says_so_and_shows_the_welcome_window_without_taking_focus(self):
+            path, _ = self.open_gtk()
+            self.typist.type("typing ")
+            wait_for(lambda: "no system tray" in (read(self.wordloom.log) or ""), timeout=30,
+                     what="the message about the missing tray")
+            wait_for(lambda: window_geometry(self.desktop, "Welcome to Wordloom"),
+                     what="the welcome window")
+            self.typist.type("on")
+            self.expect_text(path, "typing on")
+            self.assertIsNone(tray_icon_geometry(self.desktop))
+
+    return ShellTests, NoTrayTests
 
 
 class ModelListHandler(http.server.BaseHTTPRequestHandler):

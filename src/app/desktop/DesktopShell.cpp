@@ -5,7 +5,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QMenu>
-#include <QPointer>
 #include <QSystemTrayIcon>
 #include <QTimer>
 
@@ -88,7 +87,8 @@ void DesktopShell::start() {
     // A desktop's panel often starts after the programs started at log-in: give it a moment,
     // then say once that there is no tray, and open the welcome window as the way in.
     QTimer::singleShot(trayGraceMilliseconds, [this, alive = std::weak_ptr<bool>(alive_)] {
-        if (alive.expired() || trayAvailable_) {
+        // With the icon turned off in Preferences there is nothing to say: that was the choice.
+        if (alive.expired() || trayAvailable_ || !services_.settings.settings().showInMenuBar) {
             return;
         }
         logger_.error(
