@@ -175,13 +175,29 @@ QWidget* PreferencesWindow::buildGeneral() {
     reloaders_.push_back([this, recorder] {
         recorder->setShortcut(services_.settings.settings().globalSearchShortcut);
     });
-    recorder->onRecorded = [this](const KeyboardShortcut& shortcut) {
+    auto* refusal = note(QString());
+    refusal->setObjectName("ShortcutRefusal");
+    refusal->hide();
+    recorder->onRecorded = [this, recorder, refusal](const KeyboardShortcut& shortcut) {
+        // A combination the rules refuse is not stored: the message says why.
+        const auto message = shortcut.key.empty() || !services_.checkShortcut
+                                 ? std::nullopt
+                                 : services_.checkShortcut(shortcut);
+        refusal->setText(message ? QString::fromStdString(*message) : QString());
+        refusal->setVisible(message.has_value());
+        if (message) {
+            recorder->setAccessibleDescription(QString::fromStdString(*message));
+            recorder->setShortcut(services_.settings.settings().globalSearchShortcut);
+            return;
+        }
+        recorder->setAccessibleDescription(QString());
         change([shortcut](AppSettings& settings) { settings.globalSearchShortcut = shortcut; });
     };
     auto* recorderRow = new QHBoxLayout();
     recorderRow->addWidget(recorder);
     recorderRow->addStretch();
     form->addRow(buddyLabel("&Quick search shortcut:", recorder), recorderRow);
+    form->addRow(refusal);
     form->addRow(
         note("Until the shortcut is live, bind \u201cwordloom quick-search\u201d to a key "
              "in your desktop's keyboard settings."));

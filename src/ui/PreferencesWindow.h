@@ -13,6 +13,8 @@
 class QTabWidget;
 class QLabel;
 
+#include "core/library/Snippet.h"
+
 namespace wordloom {
 
 class SettingsStore;
@@ -35,6 +37,8 @@ struct PreferencesServices {
     /// main thread with what to show.
     std::function<void(const std::string& endpoint, std::function<void(std::string)> done)>
         testEndpoint;
+    /// Why a recorded shortcut cannot be a global shortcut, or nullopt when it can.
+    std::function<std::optional<std::string>(const KeyboardShortcut&)> checkShortcut;
 };
 
 /// The preferences, in four tabs (General, Expansion, AI, Advanced). Every change is saved at

@@ -14,6 +14,7 @@
 #include "app/cli/PanelCommands.h"
 #include "app/cli/RequestCommands.h"
 #include "app/cli/SettingsCommands.h"
+#include "app/cli/ShortcutCommands.h"
 #include "app/cli/StartCommand.h"
 #include "app/cli/SyncCommands.h"
 #include "app/cli/VersionCommands.h"
@@ -34,6 +35,7 @@ CommandRegistry makeRegistry() {
     registerPanelCommands(registry);
     registerDetectionCommands(registry);
     registerSyncCommands(registry);
+    registerShortcutCommands(registry);
     return registry;
 }
 

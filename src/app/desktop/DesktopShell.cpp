@@ -1,5 +1,8 @@
 #include "app/desktop/DesktopShell.h"
 
+#include "core/triggers/ShortcutValidator.h"
+#include "platform/x11/DesktopShortcutBindings.h"
+
 #include <malloc.h>
 
 #include <QAction>
@@ -451,6 +454,13 @@ void DesktopShell::openPreferences() {
         services.testEndpoint = [this](const std::string& endpoint,
                                        std::function<void(std::string)> done) {
             testOllama(endpoint, std::move(done));
+        };
+        // The desktop's and the user's own shortcuts, read once per window (a short deadline:
+        // what cannot be read in time is not known).
+        auto validator = std::make_shared<ShortcutValidator>(ShortcutPlatform::linuxDesktop(
+            readDesktopShortcutBindings(std::chrono::milliseconds(300))));
+        services.checkShortcut = [validator](const KeyboardShortcut& shortcut) {
+            return validator->validate(shortcut.key, shortcut.modifiers);
         };
         preferences_ = std::make_unique<PreferencesWindow>(std::move(services));
     }
