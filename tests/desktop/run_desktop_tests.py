@@ -478,6 +478,8 @@ def active_window_name(desktop):
 sys.modules.setdefault("run_desktop_tests", sys.modules[__name__])
 from helper_tests import PlainLibraryHelperTests, ScriptLibraryHelperTests  # noqa: E402
 from shell_tests import make_shell_tests  # noqa: E402
+from hotkey_tests import HotkeyTests  # noqa: E402
+from hotkey_tests import HotkeyTests  # noqa: E402
 
 ShellTests, NoTrayTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom,
                                            active_window_name)
@@ -486,7 +488,7 @@ SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTe
           "robustness": [RobustnessTests],
           "helpers": [PlainLibraryHelperTests, ScriptLibraryHelperTests],
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
-          "shell": [ShellTests, NoTrayTests]}
+          "shell": [ShellTests, NoTrayTests], "hotkeys": [HotkeyTests]}
 
 
 def main():

@@ -9,6 +9,9 @@
 #include "app/cli/LibraryCommandSupport.h"
 #include "core/base/EnumCoding.h"
 #include "core/base/FileIO.h"
+#include "core/triggers/HotkeyKeyTable.h"
+#include "core/triggers/ShortcutValidator.h"
+#include "platform/x11/DesktopShortcutBindings.h"
 
 namespace wordloom::cli {
 namespace {
@@ -56,13 +59,33 @@ bool isValidPattern(const std::string& pattern) {
     return U_SUCCESS(status) && compiled;
 }
 
+/// "--hotkey Super+Shift+S" (or "s+0x120000"); "" removes the hotkey. Refused as the shortcut
+/// recorder refuses it.
+std::optional<SnippetHotkey> hotkeyOption(const std::string& value) {
+    if (value.empty()) {
+        return std::nullopt;
+    }
+    const auto parsed = parseShortcut(value);
+    const auto code = parsed ? hotkeyKeys::keyCode(parsed->first) : std::nullopt;
+    if (!parsed) {
+        throw UsageError("write --hotkey as the desktop does (\u201cSuper+Shift+S\u201d)");
+    }
+    const ShortcutValidator validator(
+        ShortcutPlatform::linuxDesktop(readDesktopShortcutBindings()));
+    if (const auto message = validator.validate(parsed->first, parsed->second)) {
+        throw CommandError(*message);
+    }
+    return SnippetHotkey{*code, parsed->second};
+}
+
 }  // namespace
 
 std::vector<OptionSpec> snippetOptionSpecs() {
     return {{"abbreviation", Kind::value}, {"label", Kind::value}, {"content", Kind::value},
             {"content-file", Kind::value}, {"type", Kind::value},  {"group", Kind::value},
             {"trigger", Kind::value},      {"case", Kind::value},  {"match", Kind::value},
-            {"tag", Kind::repeatedValue},  {"image", Kind::value}, {"force", Kind::flag}};
+            {"tag", Kind::repeatedValue},  {"image", Kind::value}, {"force", Kind::flag},
+            {"hotkey", Kind::value}};
 }
 
 void applySnippetOptions(const CommandInvocation& invocation, const ParsedArguments& arguments,
@@ -96,6 +119,9 @@ void applySnippetOptions(const CommandInvocation& invocation, const ParsedArgume
     }
     if (arguments.has("tag")) {
         snippet.tags = arguments.values("tag");
+    }
+    if (auto value = arguments.value("hotkey")) {
+        snippet.hotkey = hotkeyOption(*value);
     }
     if (auto name = arguments.value("group")) {
         snippet.groupId =

@@ -1,5 +1,7 @@
 #include "app/cli/SnippetPrinting.h"
 
+#include "core/triggers/HotkeyRegistry.h"
+
 #include <algorithm>
 #include <ostream>
 
@@ -90,8 +92,8 @@ void printSnippetDetails(std::ostream& out, const SnippetStore& store, const Sni
         out << "tags:            " << joined(s.tags) << "\n";
     }
     if (s.hotkey) {
-        out << "hotkey:          key code " << s.hotkey->keyCode << ", modifiers 0x" << std::hex
-            << s.hotkey->modifiers << std::dec << "\n";
+        out << "hotkey:          " << hotkeyDisplayForm(s.hotkey->keyCode, s.hotkey->modifiers)
+            << "\n";
     }
     if (s.imageFileName) {
         out << "image:           " << *s.imageFileName << "\n";

@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "app/desktop/DesktopShell.h"
+#include "app/desktop/GlobalHotkeys.h"
 #include "app/desktop/MemoryPolicy.h"
 #include "app/desktop/QtExecutor.h"
 #include "app/desktop/RequestChannel.h"
@@ -39,6 +40,7 @@
 #include "platform/x11/AtspiAccessibilityService.h"
 #include "platform/x11/InjectedKeyLedger.h"
 #include "platform/x11/X11FrontmostApplicationMonitor.h"
+#include "platform/x11/X11HotkeyMonitor.h"
 #include "platform/x11/X11KeyInjector.h"
 #include "platform/x11/X11KeyboardMonitor.h"
 #include "platform/x11/X11MouseClickMonitor.h"
@@ -262,8 +264,14 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
         accessibility.setOnAccessibilityGranted(startEngine);
     }
 
+    X11HotkeyMonitor hotkeyMonitor;
+    GlobalHotkeys hotkeys(hotkeyMonitor, snippetStore, settingsStore, engine, shell);
+    shell.onExpansionStateChanged = [&hotkeys] { hotkeys.update(); };
+    hotkeys.update();
+
     shell.start();
     const int status = QApplication::exec();
+    shell.onExpansionStateChanged = nullptr;
     engine.stop();
     snippetStore.flush();
     settingsStore.flush();

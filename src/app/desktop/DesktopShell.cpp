@@ -267,6 +267,9 @@ void DesktopShell::expansionStateChanged() {
         services_.engine.stop();
     }
     refreshTray();
+    if (onExpansionStateChanged) {
+        onExpansionStateChanged();
+    }
 }
 
 void DesktopShell::setPaused(bool paused) {
@@ -281,6 +284,9 @@ void DesktopShell::setPaused(bool paused) {
         logger_.info("Expansion resumed");
     }
     refreshTray();
+    if (onExpansionStateChanged) {
+        onExpansionStateChanged();
+    }
 }
 
 void DesktopShell::setClipboardHistoryOpener(std::function<void()> open) {

@@ -65,6 +65,8 @@ class DesktopShell {
     bool isPaused() const { return paused_; }
     /// The engine started or stopped outside the shell (accessibility came on).
     void expansionStateChanged();
+    /// Called after expansion was paused, resumed, started or stopped.
+    std::function<void()> onExpansionStateChanged;
 
     /// Plugs in the clipboard history window when it exists: enables its menu entry.
     void setClipboardHistoryOpener(std::function<void()> open);
