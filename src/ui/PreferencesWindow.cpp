@@ -199,8 +199,8 @@ QWidget* PreferencesWindow::buildGeneral() {
     form->addRow(buddyLabel("&Quick search shortcut:", recorder), recorderRow);
     form->addRow(refusal);
     form->addRow(
-        note("Until the shortcut is live, bind \u201cwordloom quick-search\u201d to a key "
-             "in your desktop's keyboard settings."));
+        note("Opens quick search from any window. On Wayland, bind \u201cwordloom "
+             "quick-search\u201d to a key in your desktop's keyboard settings instead."));
 
     auto* sync = new QCheckBox("S&ync the library with my other computers");
     sync->setObjectName("iCloudSyncEnabled");
