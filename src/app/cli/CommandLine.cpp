@@ -7,6 +7,7 @@
 #include "app/cli/BackupCommands.h"
 #include "app/cli/CommandErrors.h"
 #include "app/cli/CommandRegistry.h"
+#include "app/cli/CompletionCommands.h"
 #include "app/cli/DetectionCommands.h"
 #include "app/cli/GroupCommands.h"
 #include "app/cli/LibraryCommands.h"
@@ -36,6 +37,7 @@ CommandRegistry makeRegistry() {
     registerDetectionCommands(registry);
     registerSyncCommands(registry);
     registerShortcutCommands(registry);
+    registerCompletionCommands(registry);
     return registry;
 }
 
@@ -89,6 +91,10 @@ int runCommandLine(std::vector<std::string> arguments, std::istream& in, std::os
     if (arguments.empty()) {
         printOverview(registry, err);
         return 2;
+    }
+    if (arguments.front() == "--version" || arguments.front() == "-V") {
+        out << "wordloom " << WORDLOOM_VERSION << "\n";
+        return 0;
     }
     if (isHelpRequest(arguments.front())) {
         if (arguments.size() >= 2) {

@@ -1,5 +1,7 @@
 #include "app/desktop/DesktopSupervisor.h"
 
+#include "core/base/FileIO.h"
+
 #include <unistd.h>
 
 #include <cerrno>
@@ -46,7 +48,7 @@ int superviseDesktopApplication() {
     }
     // The same program and arguments; the supervisor marks the run as its application's.
     command.front() = self.string();
-    const std::string supervisor = (self.parent_path() / "wordloom-supervisor").string();
+    const std::string supervisor = helperProgramPath("wordloom-supervisor");
     std::vector<char*> arguments{const_cast<char*>(supervisor.c_str())};
     for (auto& argument : command) {
         arguments.push_back(argument.data());

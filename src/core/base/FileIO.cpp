@@ -223,3 +223,24 @@ bool removeGroupAndOtherAccess(const std::filesystem::path& path) {
 }
 
 }  // namespace wordloom
+
+namespace wordloom {
+
+std::string helperProgramPath(const std::string& name) {
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error) {
+        return name;
+    }
+    const auto beside = self.parent_path() / name;
+    if (std::filesystem::exists(beside, error)) {
+        return beside.string();
+    }
+    const auto installed = self.parent_path().parent_path() / "libexec" / "wordloom" / name;
+    if (std::filesystem::exists(installed, error)) {
+        return installed.string();
+    }
+    return beside.string();
+}
+
+}  // namespace wordloom

@@ -62,6 +62,10 @@ void ensurePrivateFolder(const std::filesystem::path& folder);
 /// whether it changed anything; a failure is logged.
 bool removeGroupAndOtherAccess(const std::filesystem::path& path);
 
+/// The path of one of Wordloom's helper programs: beside the running program (the build tree),
+/// else in ../libexec/wordloom/ (an installed copy), else just `name`.
+std::string helperProgramPath(const std::string& name);
+
 /// Whether `name` is one of the temporary files writeFileAtomically() leaves behind when the
 /// process dies mid-write.
 bool isAtomicWriteLeftover(std::string_view name);

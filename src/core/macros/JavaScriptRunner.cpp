@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "core/base/EventLoopExecutor.h"
+#include "core/base/FileIO.h"
 #include "core/base/Log.h"
 
 namespace wordloom {
@@ -134,13 +135,7 @@ std::string JavaScriptRunner::defaultHelperPath() {
         configured != nullptr && *configured != '\0') {
         return configured;
     }
-    char self[PATH_MAX];
-    const ssize_t length = ::readlink("/proc/self/exe", self, sizeof self - 1);
-    if (length <= 0) {
-        return "wordloom-jsrunner";
-    }
-    std::string path(self, static_cast<std::size_t>(length));
-    return path.substr(0, path.find_last_of('/') + 1) + "wordloom-jsrunner";
+    return helperProgramPath("wordloom-jsrunner");
 }
 
 double JavaScriptRunner::secondsSince(Timestamp start) const {
