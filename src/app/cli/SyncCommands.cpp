@@ -14,6 +14,7 @@
 #include "core/sync/CloudKitSignIn.h"
 #include "core/sync/SyncConfiguration.h"
 #include "core/sync/iCloudSyncService.h"
+#include "platform/x11/SecretServiceTokenStore.h"
 
 namespace wordloom::cli {
 namespace {
@@ -24,6 +25,14 @@ using Kind = OptionSpec::Kind;
 constexpr auto passDeadline = std::chrono::seconds(120);
 /// How long to wait for another process's pass to finish before saying so.
 constexpr auto lockWait = std::chrono::seconds(30);
+
+/// CloudKit's web auth token in the desktop's Secret Service (a 0600 file beside defaults.json
+/// when none answers).
+std::shared_ptr<WebAuthTokenStore> tokenStoreFor(const SyncConfiguration& configuration,
+                                                 const UserDefaults& defaults) {
+    return std::make_shared<SecretServiceTokenStore>(
+        configuration.container, configuration.environment, SyncConfiguration::tokenFile(defaults));
+}
 
 struct SyncSession {
     std::unique_ptr<LibrarySession> library;
@@ -41,7 +50,8 @@ SyncSession openSync(const CommandInvocation& invocation, const ParsedArguments&
         library.executor(), library.snippets(), library.versions(), library.images(),
         library.defaults(), library.persistence().dataFolder());
     try {
-        session.service->setBackend(session.configuration.makeBackend(library.defaults()));
+        session.service->setBackend(session.configuration.makeBackend(
+            library.defaults(), tokenStoreFor(session.configuration, library.defaults())));
     } catch (const SyncBackendError& error) {
         session.backendError = error.what();
     }
@@ -365,7 +375,7 @@ int syncSignIn(CommandInvocation& invocation, const ParsedArguments& arguments) 
             "setup cloudkit --container ID --api-token TOKEN --callback-port "
             "PORT\u201d.");
     }
-    const auto tokens = SyncConfiguration::tokenStore(session->defaults());
+    const auto tokens = tokenStoreFor(configuration, session->defaults());
     CloudKitWebServicesBackend backend(configuration.cloudKitSettings(),
                                        std::make_shared<CurlHttpTransport>(), tokens);
     CloudKitSignInOptions options;

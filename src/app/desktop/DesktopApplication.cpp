@@ -39,6 +39,7 @@
 #include "platform/x11/AlsaSoundPlayer.h"
 #include "platform/x11/AtspiAccessibilityService.h"
 #include "platform/x11/InjectedKeyLedger.h"
+#include "platform/x11/SecretServiceTokenStore.h"
 #include "platform/x11/X11FrontmostApplicationMonitor.h"
 #include "platform/x11/X11HotkeyMonitor.h"
 #include "platform/x11/X11KeyInjector.h"
@@ -109,7 +110,13 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     SettingsStore settingsStore(executor, persistence);
     SnippetStore snippetStore(executor, persistence, images, versions, defaults);
     iCloudSyncService sync(executor, snippetStore, versions, images, defaults, location.dataFolder);
-    SyncScheduler syncScheduler(executor, sync, snippetStore, settingsStore, defaults);
+    SyncScheduler syncScheduler(
+        executor, sync, snippetStore, settingsStore, defaults,
+        [&defaults](const SyncConfiguration& configuration) -> std::shared_ptr<WebAuthTokenStore> {
+            return std::make_shared<SecretServiceTokenStore>(
+                configuration.container, configuration.environment,
+                SyncConfiguration::tokenFile(defaults));
+        });
 
     SnippetCache cache(executor);
     SnippetStoreGroupLookup groups(snippetStore);

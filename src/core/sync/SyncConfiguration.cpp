@@ -45,22 +45,25 @@ std::string SyncConfiguration::deviceId(UserDefaults& defaults) {
     return id;
 }
 
-std::shared_ptr<SyncBackend> SyncConfiguration::makeBackend(UserDefaults& defaults) const {
+std::shared_ptr<SyncBackend> SyncConfiguration::makeBackend(
+    UserDefaults& defaults, std::shared_ptr<WebAuthTokenStore> tokens) const {
     switch (backend) {
         case Backend::none:
             return nullptr;
         case Backend::folder:
             return std::make_shared<FolderSyncBackend>(folder, deviceId(defaults));
         case Backend::cloudKit:
+            if (!tokens) {
+                tokens = std::make_shared<FileWebAuthTokenStore>(tokenFile(defaults));
+            }
             return std::make_shared<CloudKitWebServicesBackend>(
-                cloudKitSettings(), std::make_shared<CurlHttpTransport>(), tokenStore(defaults));
+                cloudKitSettings(), std::make_shared<CurlHttpTransport>(), std::move(tokens));
     }
     return nullptr;
 }
 
-std::shared_ptr<WebAuthTokenStore> SyncConfiguration::tokenStore(const UserDefaults& defaults) {
-    return std::make_shared<FileWebAuthTokenStore>(defaults.file().parent_path() /
-                                                   FileWebAuthTokenStore::fileName);
+std::filesystem::path SyncConfiguration::tokenFile(const UserDefaults& defaults) {
+    return defaults.file().parent_path() / FileWebAuthTokenStore::fileName;
 }
 
 CloudKitSettings SyncConfiguration::cloudKitSettings() const {

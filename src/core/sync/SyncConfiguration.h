@@ -36,11 +36,13 @@ struct SyncConfiguration {
     static std::string deviceId(UserDefaults& defaults);
 
     /// The backend, or nothing when sync is set up for none. CloudKit's web auth token is kept
-    /// beside the user defaults (readable by the user only).
-    std::shared_ptr<SyncBackend> makeBackend(UserDefaults& defaults) const;
+    /// in `tokens` (the desktop's Secret Service), or without one in the file tokenFile() names.
+    std::shared_ptr<SyncBackend> makeBackend(
+        UserDefaults& defaults, std::shared_ptr<WebAuthTokenStore> tokens = nullptr) const;
 
-    /// Where CloudKit's web auth token is kept for `defaults`.
-    static std::shared_ptr<WebAuthTokenStore> tokenStore(const UserDefaults& defaults);
+    /// The file CloudKit's web auth token is kept in when no Secret Service answers: beside
+    /// `defaults`, readable by the user only.
+    static std::filesystem::path tokenFile(const UserDefaults& defaults);
     CloudKitSettings cloudKitSettings() const;
 
     std::string backendName() const;

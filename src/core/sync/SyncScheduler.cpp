@@ -7,12 +7,14 @@
 namespace wordloom {
 
 SyncScheduler::SyncScheduler(Executor& executor, iCloudSyncService& service, SnippetStore& store,
-                             SettingsStore& settings, UserDefaults& defaults)
+                             SettingsStore& settings, UserDefaults& defaults,
+                             TokenStoreFactory tokenStores)
     : executor_(executor),
       service_(service),
       store_(store),
       settings_(settings),
-      defaults_(defaults) {
+      defaults_(defaults),
+      tokenStores_(std::move(tokenStores)) {
     librarySubscription_ = store_.observeChanges([this] { libraryChanged(); });
     settingsSubscription_ = settings_.observeChanges([this] { reconfigure(); });
     reconfigure();
@@ -43,7 +45,8 @@ void SyncScheduler::reconfigure() {
         return;
     }
     try {
-        service_.setBackend(configuration.makeBackend(defaults_));
+        service_.setBackend(configuration.makeBackend(
+            defaults_, tokenStores_ ? tokenStores_(configuration) : nullptr));
     } catch (const SyncBackendError& error) {
         logger_.error(std::string("[iCloudSync] ") + error.what());
         service_.setBackend(nullptr);

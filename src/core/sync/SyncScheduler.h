@@ -6,6 +6,7 @@
 #include "core/base/Executor.h"
 #include "core/base/Log.h"
 #include "core/base/ObserverList.h"
+#include "core/sync/SyncConfiguration.h"
 #include "core/sync/iCloudSyncService.h"
 
 namespace wordloom {
@@ -22,8 +23,14 @@ class SyncScheduler {
     /// How often other machines' changes are fetched when nothing happens here.
     static constexpr Duration period = std::chrono::minutes(5);
 
+    /// Makes the store of CloudKit's web auth token for a configuration (the desktop's Secret
+    /// Service); without one the token is kept in a file.
+    using TokenStoreFactory =
+        std::function<std::shared_ptr<WebAuthTokenStore>(const SyncConfiguration&)>;
+
     SyncScheduler(Executor& executor, iCloudSyncService& service, SnippetStore& store,
-                  SettingsStore& settings, UserDefaults& defaults);
+                  SettingsStore& settings, UserDefaults& defaults,
+                  TokenStoreFactory tokenStores = {});
     ~SyncScheduler();
     SyncScheduler(const SyncScheduler&) = delete;
     SyncScheduler& operator=(const SyncScheduler&) = delete;
@@ -42,6 +49,7 @@ class SyncScheduler {
     SnippetStore& store_;
     SettingsStore& settings_;
     UserDefaults& defaults_;
+    TokenStoreFactory tokenStores_;
     Logger logger_{"iCloudSyncService.scheduler"};
     bool active_ = false;
     bool startedOnce_ = false;
