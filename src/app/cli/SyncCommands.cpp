@@ -202,24 +202,7 @@ int syncConflicts(CommandInvocation& invocation, const ParsedArguments& argument
     auto session = openSync(invocation, arguments);
     const auto& conflicts = session.service->pendingConflicts();
     if (arguments.has("json")) {
-        JsonWriter w;
-        w.beginArray();
-        for (const auto& conflict : conflicts) {
-            w.beginObject();
-            w.field("conflictType", rawValue(conflict.conflictType));
-            if (conflict.localSnippet) {
-                w.key("localSnippet");
-                encodeSnippet(w, *conflict.localSnippet);
-            }
-            if (conflict.remoteSnippet) {
-                w.key("remoteSnippet");
-                encodeSnippet(w, *conflict.remoteSnippet);
-            }
-            w.field("snippetId", conflict.snippetId.toString());
-            w.endObject();
-        }
-        w.endArray();
-        invocation.out() << w.take() << "\n";
+        invocation.out() << encodeSyncConflicts(conflicts) << "\n";
         return 0;
     }
     if (conflicts.empty()) {

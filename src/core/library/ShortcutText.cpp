@@ -8,20 +8,25 @@ std::string shortcutText(const KeyboardShortcut& shortcut) {
     if (shortcut.key.empty()) {
         return {};
     }
+    return shortcutText(text::uppercased(shortcut.key), shortcut.modifiers);
+}
+
+std::string shortcutText(std::string_view keyDisplay, std::uint32_t modifiers) {
+    // The order GNOME and KDE write them in.
     std::string result;
-    if (shortcut.modifiers & modifier::control) {
+    if (modifiers & modifier::control) {
         result += "Ctrl+";
     }
-    if (shortcut.modifiers & modifier::option) {
+    if (modifiers & modifier::option) {
         result += "Alt+";
     }
-    if (shortcut.modifiers & modifier::shift) {
+    if (modifiers & modifier::shift) {
         result += "Shift+";
     }
-    if (shortcut.modifiers & modifier::command) {
+    if (modifiers & modifier::command) {
         result += "Super+";
     }
-    return result + text::uppercased(shortcut.key);
+    return result + std::string(keyDisplay);
 }
 
 }  // namespace wordloom

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "core/library/LibraryCoding.h"
+
 namespace wordloom {
 namespace {
 
@@ -62,6 +64,27 @@ ConflictDecision decideConflict(const SyncConflict& conflict, ConflictResolution
             return {Outcome::useMerged, merge(local, remote)};
     }
     return {Outcome::askUser};
+}
+
+std::string encodeSyncConflicts(const std::vector<SyncConflict>& conflicts) {
+    JsonWriter w;
+    w.beginArray();
+    for (const auto& conflict : conflicts) {
+        w.beginObject();
+        w.field("conflictType", rawValue(conflict.conflictType));
+        if (conflict.localSnippet) {
+            w.key("localSnippet");
+            encodeSnippet(w, *conflict.localSnippet);
+        }
+        if (conflict.remoteSnippet) {
+            w.key("remoteSnippet");
+            encodeSnippet(w, *conflict.remoteSnippet);
+        }
+        w.field("snippetId", conflict.snippetId.toString());
+        w.endObject();
+    }
+    w.endArray();
+    return w.take();
 }
 
 }  // namespace wordloom

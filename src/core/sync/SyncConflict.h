@@ -1,7 +1,9 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/base/EnumCoding.h"
 #include "core/library/Snippet.h"
@@ -56,5 +58,10 @@ struct ConflictDecision {
 /// An edit is never lost to a deletion except by localWins for a local deletion: otherwise the
 /// edited side stands.
 ConflictDecision decideConflict(const SyncConflict& conflict, ConflictResolutionStrategy strategy);
+
+/// The conflicts as "icloud-sync-conflicts.json" and `wordloom sync conflicts --json` hold
+/// them: a list of {"conflictType", "localSnippet", "remoteSnippet", "snippetId"}, the snippets
+/// as snippets.json writes them.
+std::string encodeSyncConflicts(const std::vector<SyncConflict>& conflicts);
 
 }  // namespace wordloom

@@ -194,25 +194,9 @@ void iCloudSyncService::saveIndex() {
 }
 
 void iCloudSyncService::saveConflicts() {
-    JsonWriter w;
-    w.beginArray();
-    for (const auto& conflict : pendingConflicts_) {
-        w.beginObject();
-        w.field("conflictType", rawValue(conflict.conflictType));
-        if (conflict.localSnippet) {
-            w.key("localSnippet");
-            encodeSnippet(w, *conflict.localSnippet);
-        }
-        if (conflict.remoteSnippet) {
-            w.key("remoteSnippet");
-            encodeSnippet(w, *conflict.remoteSnippet);
-        }
-        w.field("snippetId", conflict.snippetId.toString());
-        w.endObject();
-    }
-    w.endArray();
     try {
-        writeFileAtomically(dataFolder_ / conflictsFileName, w.take() + "\n");
+        writeFileAtomically(dataFolder_ / conflictsFileName,
+                            encodeSyncConflicts(pendingConflicts_) + "\n");
     } catch (const std::exception& error) {
         logger_.error(std::string("[iCloudSync] Couldn't save pending conflicts: ") + error.what());
     }

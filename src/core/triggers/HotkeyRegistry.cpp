@@ -1,5 +1,6 @@
 #include "core/triggers/HotkeyRegistry.h"
 
+#include "core/library/ShortcutText.h"
 #include "core/triggers/HotkeyKeyTable.h"
 
 namespace wordloom {
@@ -16,21 +17,9 @@ std::string ownerOf(const Snippet& snippet) {
 }  // namespace
 
 std::string hotkeyDisplayForm(std::uint16_t keyCode, std::uint32_t modifiers) {
-    std::string out;
-    if (modifiers & modifier::control) {
-        out += "Ctrl+";
-    }
-    if (modifiers & modifier::option) {
-        out += "Alt+";
-    }
-    if (modifiers & modifier::shift) {
-        out += "Shift+";
-    }
-    if (modifiers & modifier::command) {
-        out += "Super+";
-    }
     const auto name = hotkeyKeys::name(keyCode);
-    return out + (name ? hotkeyKeys::displayName(*name) : "key " + std::to_string(keyCode));
+    return shortcutText(name ? hotkeyKeys::displayName(*name) : "key " + std::to_string(keyCode),
+                        modifiers);
 }
 
 HotkeyPlan HotkeyPlan::make(const AppSettings& settings, const std::vector<Snippet>& snippets) {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "core/base/Text.h"
+#include "core/library/ShortcutText.h"
 #include "core/library/Snippet.h"
 #include "core/triggers/HotkeyKeyTable.h"
 
@@ -20,21 +21,7 @@ ReservedShortcut row(std::uint32_t modifiers, std::string key, std::string purpo
 }
 
 std::string linuxDisplayForm(std::string_view key, std::uint32_t modifiers) {
-    // The order GNOME and KDE write them in.
-    std::string out;
-    if (modifiers & modifier::control) {
-        out += "Ctrl+";
-    }
-    if (modifiers & modifier::option) {
-        out += "Alt+";
-    }
-    if (modifiers & modifier::shift) {
-        out += "Shift+";
-    }
-    if (modifiers & modifier::command) {
-        out += "Super+";
-    }
-    return out + hotkeyKeys::displayName(key);
+    return shortcutText(hotkeyKeys::displayName(key), modifiers);
 }
 
 std::uint32_t modifierNamed(std::string_view word) {
