@@ -12,6 +12,7 @@
 #include "app/cli/GroupCommands.h"
 #include "app/cli/LibraryCommands.h"
 #include "app/cli/MacroCommands.h"
+#include "app/cli/OpenUrlCommand.h"
 #include "app/cli/PanelCommands.h"
 #include "app/cli/RequestCommands.h"
 #include "app/cli/SettingsCommands.h"
@@ -38,6 +39,7 @@ CommandRegistry makeRegistry() {
     registerSyncCommands(registry);
     registerShortcutCommands(registry);
     registerCompletionCommands(registry);
+    registerOpenUrlCommand(registry);
     return registry;
 }
 
