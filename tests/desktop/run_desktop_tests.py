@@ -480,12 +480,13 @@ from helper_tests import PlainLibraryHelperTests, ScriptLibraryHelperTests  # no
 from shell_tests import make_shell_tests  # noqa: E402
 from hotkey_tests import HotkeyTests  # noqa: E402
 from hotkey_tests import HotkeyTests  # noqa: E402
+from quit_tests import QuitTests  # noqa: E402
 
 ShellTests, NoTrayTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom,
                                            active_window_name)
 
 SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTests],
-          "robustness": [RobustnessTests],
+          "robustness": [RobustnessTests, QuitTests],
           "helpers": [PlainLibraryHelperTests, ScriptLibraryHelperTests],
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
           "shell": [ShellTests, NoTrayTests], "hotkeys": [HotkeyTests]}

@@ -5,7 +5,9 @@
 #include <QApplication>
 #include <QSocketNotifier>
 #include <QThreadPool>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <mutex>
 
 #include "app/desktop/DesktopShell.h"
@@ -79,6 +81,33 @@ class SharedAISettings {
     AIServiceSettings value_;
 };
 
+/// How long quitting waits for an insertion to finish its paste and put the user's clipboard
+/// back, with the main queue still answering its hops...
+constexpr auto finishLimit = std::chrono::milliseconds(2000);
+/// ...and then for whatever is left, once every hop is refused.
+constexpr auto cancelLimit = std::chrono::milliseconds(1000);
+
+/// Waits, within the limits above, for the background work that uses the services (evaluation,
+/// insertion, the sound and AI threads). True when none is left.
+bool drainBackgroundWork(ExecutorMainQueueHop& mainQueue, AlsaSoundPlayer& sound, AIService& ai,
+                         const Logger& logger) {
+    auto* pool = QThreadPool::globalInstance();
+    const auto finishBy = std::chrono::steady_clock::now() + finishLimit;
+    while (!pool->waitForDone(10) && std::chrono::steady_clock::now() < finishBy) {
+        // The main queue keeps answering the inserter's hops, so that a paste under way ends
+        // with the user's clipboard put back.
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 10);
+    }
+    mainQueue.close();
+    const bool poolDone = pool->waitForDone(static_cast<int>(cancelLimit.count()));
+    if (!poolDone) {
+        logger.error("An evaluation or insertion is still running");
+    }
+    const bool soundDone = sound.stopAndJoin(std::chrono::milliseconds(200));
+    const bool aiDone = ai.stopAndJoin(std::chrono::milliseconds(200));
+    return poolDone && soundDone && aiDone;
+}
+
 }  // namespace
 
 int runDesktopApplication(const DesktopLocation& location, int argc, char** argv) {
@@ -141,7 +170,7 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     QtNotificationPresenter notifications;
     X11WindowFocus focus;
     QtFillInFormPresenter fillInForm([&] { focus.restore(); });
-    StoreExpansionLibrary library(snippetStore, images);
+    StoreExpansionLibrary library(snippetStore, images, cache);
     MacroEvaluator evaluator;
 
     JavaScriptRunnerOptions scriptOptions;
@@ -279,11 +308,21 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     shell.start();
     const int status = QApplication::exec();
     shell.onExpansionStateChanged = nullptr;
-    engine.stop();
+    // Background evaluations and insertions use the services above, which die when this
+    // function returns: stop them before anything else.
+    engine.stopForQuit();
+    inserter.stopSoon();
+    scripts.cancelAll();
     snippetStore.flush();
     settingsStore.flush();
     versions.flush();
     usage.flush();
+    if (!drainBackgroundWork(mainQueue, sound, ai, logger)) {
+        // Tearing the services down now would pull them from under a thread still using them;
+        // the user's changes are written, and the system reclaims the rest.
+        logger.error("Background work did not end in time; leaving without cleaning up");
+        std::_Exit(status);
+    }
     return status;
 }
 

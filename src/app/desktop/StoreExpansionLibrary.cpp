@@ -14,6 +14,18 @@ std::optional<Snippet> StoreExpansionLibrary::snippetWithAbbreviation(
     return std::nullopt;
 }
 
+ExpansionLibrary::SnippetLookup StoreExpansionLibrary::nestedSnippetLookup() {
+    return [&index = detectionIndex_](const std::string& abbreviation) -> std::optional<Snippet> {
+        const auto bucket = index.exactLookup(abbreviation);
+        for (const auto& snippet : bucket) {
+            if (snippet && snippet->isEnabled) {
+                return *snippet;
+            }
+        }
+        return std::nullopt;
+    };
+}
+
 void StoreExpansionLibrary::recordUse(const Uuid& snippetId) {
     recordingUse_ = true;
     try {

@@ -2,11 +2,11 @@
 
 #include <ctime>
 #include <set>
+#include <utility>
 
 #include "core/base/Text.h"
 #include "core/expansion/InsertionPlan.h"
 #include "core/expansion/LatencyTrace.h"
-#include "core/expansion/MainHopGate.h"
 #include "core/expansion/SmartCase.h"
 #include "core/macros/InlineParameterParser.h"
 
@@ -152,6 +152,11 @@ void ExpansionEngine::stop() {
     pendingNotifications_.clear();
 }
 
+void ExpansionEngine::stopForQuit() {
+    quitting_ = true;
+    stop();
+}
+
 void ExpansionEngine::handleKeyPress(const std::string& text) {
     // Keys typed into our own fill-in form are not the user's text. Keys typed while the
     // inserter works are (the platform already left out the keys it injected).
@@ -221,23 +226,13 @@ void ExpansionEngine::begin(Request request) {
     context.javaScriptRunner = services_.javaScriptRunner;
     context.aiService = services_.aiService;
     context.evaluationPlan = std::make_shared<MacroEvaluationPlan>();
-    // Nested snippets are looked up on the main queue, where the library lives.
-    context.findSnippet = [this, alive = alive_](const std::string& abbreviation) {
-        std::optional<Snippet> found;
-        MainHopGate::run(
-            [this](std::function<void()> task) { services_.executor.post(std::move(task)); },
-            [&] {
-                if (*alive)
-                    found = services_.library.snippetWithAbbreviation(abbreviation);
-            });
-        return found;
-    };
+    // Nested snippets are read without waiting for the main queue, which may be busy.
+    context.findSnippet = services_.library.nestedSnippetLookup();
     // Only what the content asks for is read from other applications.
     const std::string lowered = text::lowercased(snippet.content);
-    if (lowered.find("{{clipboard") != std::string::npos ||
-        snippet.contentType == ContentType::javaScript) {
-        context.capturedClipboard = services_.pasteboard.plainText();
-    }
+    // The clipboard is read on the evaluating thread: its owner may take its time.
+    request.captureClipboard = lowered.find("{{clipboard") != std::string::npos ||
+                               snippet.contentType == ContentType::javaScript;
     if (lowered.find("{{selectedtext") != std::string::npos) {
         context.capturedSelectedText = services_.accessibility.selectedText();
     }
@@ -292,6 +287,9 @@ void ExpansionEngine::evaluate(Request request, EvaluationContext context) {
     services_.executor.runInBackground([this, alive = alive_, request = std::move(request),
                                         context = std::move(context)]() mutable {
         latencyTrace::mark("evaluation started");
+        if (std::exchange(request.captureClipboard, false)) {
+            context.capturedClipboard = services_.pasteboard.plainText();
+        }
         MacroEvaluationResult result;
         if (request.snippet->contentType == ContentType::javaScript) {
             if (context.javaScriptRunner) {
@@ -373,6 +371,10 @@ void ExpansionEngine::evaluated(Request request, EvaluationContext context,
         }
         services_.pasteboard.write(PasteboardSelection::clipboard, formats);
         scheduleNotification(NotificationKind::copy, *request.snippet);
+        finish(request, false);
+        return;
+    }
+    if (quitting_) {
         finish(request, false);
         return;
     }

@@ -58,6 +58,8 @@ class ExpansionEngine {
 
     void start();
     void stop();
+    /// Quitting: stops, and lets no evaluation still running start an insertion.
+    void stopForQuit();
     bool isRunning() const { return running_; }
 
     /// Expands `snippet` at the caret without erasing anything (quick search, hotkeys, links).
@@ -90,6 +92,8 @@ class ExpansionEngine {
         /// The content to evaluate, case already adapted.
         std::string content;
         bool fillInCollected = false;
+        /// Read the clipboard's text before evaluating (once, on the evaluating thread).
+        bool captureClipboard = false;
         /// keysFed_ when the request had to wait for another expansion.
         std::uint64_t keysFedAtRequest = 0;
         /// Characters of the expanded text, once evaluated.
@@ -117,6 +121,7 @@ class ExpansionEngine {
     ExpansionEngineServices services_;
     Logger logger_{"ExpansionEngine"};
     bool running_ = false;
+    bool quitting_ = false;
     std::optional<Snippet> lastExpandedSnippet_;
     std::int64_t expansionCount_ = 0;
     std::int64_t dailyExpansionCount_ = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -8,6 +9,13 @@
 #include "core/base/Executor.h"
 
 namespace wordloom {
+
+/// How a hop to the main queue ended. Only `ran` means the work's effects happened.
+enum class HopOutcome {
+    ran,        ///< the work ran to its end
+    threw,      ///< the work started and ended with an exception (logged)
+    cancelled,  ///< the main queue did not start it in time, or the hop was closed; it never runs
+};
 
 /// One hop from a background thread to the main queue, with a deadline: the main queue either
 /// starts the work before the waiter gives up, or never starts it. There is no third outcome,
@@ -25,10 +33,12 @@ class MainHopGate {
 
     using Poster = std::function<void(std::function<void()>)>;
 
-    /// Posts `work` with `post` and blocks until it ran. Returns true when it ran (or had
-    /// started by the deadline and was waited for), false when the main queue did not start it
-    /// within `limit`; it then never runs.
-    static bool run(const Poster& post, std::function<void()> work, Duration limit = defaultLimit);
+    /// Posts `work` with `post` and blocks until it ended. Work started by the deadline is
+    /// always waited for, so `ran` and `threw` are final; `cancelled` when the main queue did
+    /// not start it within `limit`, and it then never runs.
+    /// A waiter also gives up before `limit` once `giveUp` turns true (checked every 10 ms).
+    static HopOutcome run(const Poster& post, std::function<void()> work,
+                          Duration limit = defaultLimit, const std::atomic<bool>* giveUp = nullptr);
 
     /// Main side: pending → running. False when the waiter already gave up.
     bool tryStart();
@@ -45,8 +55,8 @@ class MainHopGate {
 class MainQueueHop {
   public:
     virtual ~MainQueueHop() = default;
-    /// Runs `work` on the main queue; false when the main queue did not take it in time.
-    virtual bool run(std::function<void()> work) = 0;
+    /// Runs `work` on the main queue and tells how that ended.
+    virtual HopOutcome run(std::function<void()> work) = 0;
 };
 
 /// The real hop: posts to the executor's main queue through a MainHopGate. Must be created on
@@ -55,12 +65,17 @@ class MainQueueHop {
 class ExecutorMainQueueHop final : public MainQueueHop {
   public:
     explicit ExecutorMainQueueHop(Executor& executor, Duration limit = MainHopGate::defaultLimit);
-    bool run(std::function<void()> work) override;
+    HopOutcome run(std::function<void()> work) override;
+
+    /// From now on every hop is `cancelled` at once, and a waiting one gives up now: the main
+    /// queue is about to stop taking work (quitting), so nothing may wait for it.
+    void close();
 
   private:
     Executor& executor_;
     Duration limit_;
     std::thread::id mainThread_;
+    std::atomic<bool> closed_{false};
 };
 
 }  // namespace wordloom

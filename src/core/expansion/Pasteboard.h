@@ -38,8 +38,9 @@ class PasteboardFormatError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The system pasteboard. Every member runs on the main queue except waitUntilRead(), which the
-/// inserter calls from its background thread.
+/// The system pasteboard. Every member runs on the main queue except snapshot(), plainText()
+/// and waitUntilRead(), which may be called from any thread: reading another program's
+/// contents waits on that program, which the main queue must never do.
 class Pasteboard {
   public:
     virtual ~Pasteboard() = default;
@@ -47,8 +48,9 @@ class Pasteboard {
     /// Grows by one whenever anyone (us included) puts new contents on `selection`.
     virtual std::uint64_t changeCount(PasteboardSelection selection) = 0;
 
-    /// Every representation `selection` offers now; empty when nobody owns it, nullopt when the
-    /// owner did not answer in time (its contents cannot be saved).
+    /// The representations worth restoring that `selection` offers now; empty when nobody owns
+    /// it, nullopt when the owner did not answer in time (its contents cannot be saved). Any
+    /// thread; bounded in time and bytes by the platform.
     virtual std::optional<PasteboardSnapshot> snapshot(PasteboardSelection selection) = 0;
 
     /// Replaces the contents of `selection` with `items` (none: leaves it empty) and returns
@@ -64,7 +66,7 @@ class Pasteboard {
         return items;
     }
 
-    /// The clipboard's plain text, or nullopt.
+    /// The clipboard's plain text, or nullopt. Any thread; bounded like snapshot().
     virtual std::optional<std::string> plainText() = 0;
 
     /// Blocks the calling (background) thread until the application we pasted into has read our

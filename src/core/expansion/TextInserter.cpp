@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <limits>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "core/base/Log.h"
@@ -25,9 +26,12 @@ std::vector<PasteboardItem> plainTextItems(const std::string& text) {
 }  // namespace
 
 /// The pasteboard state of one insertion sequence, per selection: what the user had, whether
-/// it was saved, and the change count of our own latest write. Touched only on the main queue.
+/// it was saved, and the change count of our own latest write. Touched only on the main queue;
+/// the user's contents are read on the inserter's thread and handed in with the write.
 class TextInserter::Session {
   public:
+    using Saved = std::vector<std::pair<PasteboardSelection, std::optional<PasteboardSnapshot>>>;
+
     Session(Pasteboard& pasteboard, PasteChord chord) : pasteboard_(pasteboard) {
         selections_.push_back({PasteboardSelection::clipboard});
         if (chord == PasteChord::shiftInsert) {
@@ -35,20 +39,53 @@ class TextInserter::Session {
         }
     }
 
-    /// Writes one segment. The user's contents are saved unless the selection still holds our
-    /// previous segment, so a later segment is never mistaken for the user's contents.
-    void writeSegment(const InsertionSegment& segment) {
+    /// The selections whose contents are not ours and must be read before the next write.
+    std::vector<PasteboardSelection> selectionsToSave() {
+        std::vector<PasteboardSelection> selections;
+        for (const auto& state : selections_) {
+            if (!holdsOurs(state)) {
+                selections.push_back(state.selection);
+            }
+        }
+        return selections;
+    }
+
+    /// Every selection we may paste from, before anything of ours was written.
+    std::vector<PasteboardSelection> allSelections() const {
+        std::vector<PasteboardSelection> selections;
+        for (const auto& state : selections_) {
+            selections.push_back(state.selection);
+        }
+        return selections;
+    }
+
+    /// Writes one segment, keeping `saved` as the user's contents of the selections that did
+    /// not hold our previous segment, so a later segment is never mistaken for the user's
+    /// contents. True when every selection holds what was just written.
+    bool writeSegment(const InsertionSegment& segment, const Saved& saved) {
         const auto items = segment.formats.empty() ? plainTextItems(segment.text) : segment.formats;
         for (auto& state : selections_) {
-            const bool holdsOurs =
-                state.ownChangeCount &&
-                pasteboard_.changeCount(state.selection) == *state.ownChangeCount;
-            if (!holdsOurs) {
-                state.saved = pasteboard_.snapshot(state.selection);
-                state.snapshotTaken = true;
+            if (!holdsOurs(state)) {
+                for (const auto& [selection, contents] : saved) {
+                    if (selection == state.selection) {
+                        state.saved = contents;
+                        state.snapshotTaken = true;
+                    }
+                }
             }
             state.ownChangeCount = pasteboard_.write(state.selection, items);
         }
+        return holdsOurs();
+    }
+
+    /// True when no one wrote to any selection since our latest write: a paste now pastes ours.
+    bool holdsOurs() {
+        for (const auto& state : selections_) {
+            if (!holdsOurs(state)) {
+                return false;
+            }
+        }
+        return true;
     }
 
     /// Puts the saved contents back, unless someone wrote after us: their contents win.
@@ -72,6 +109,11 @@ class TextInserter::Session {
         bool snapshotTaken = false;
         std::optional<std::uint64_t> ownChangeCount;
     };
+
+    bool holdsOurs(const SelectionState& state) {
+        return state.ownChangeCount &&
+               pasteboard_.changeCount(state.selection) == *state.ownChangeCount;
+    }
 
     Pasteboard& pasteboard_;
     std::vector<SelectionState> selections_;
@@ -159,7 +201,7 @@ bool TextInserter::moveCaretWithAccessibility(std::size_t distance, std::string_
         if (caret && *caret >= codePoints) {
             placed = accessibility_.setCaretOffset(*caret - codePoints);
         }
-    });
+    }) == HopOutcome::ran;
     return hopped && placed;
 }
 
@@ -176,7 +218,31 @@ void TextInserter::moveCaretLeft(std::size_t distance, std::string_view inserted
     }
 }
 
+TextInserter::Session::Saved TextInserter::readContents(
+    const std::vector<PasteboardSelection>& selections) {
+    Session::Saved saved;
+    for (const auto selection : selections) {
+        saved.emplace_back(selection, pasteboard_.snapshot(selection));
+    }
+    return saved;
+}
+
+bool TextInserter::writeLaterSegment(Session& session, const InsertionSegment& segment) {
+    std::vector<PasteboardSelection> toSave;
+    if (mainQueue_.run([&] { toSave = session.selectionsToSave(); }) != HopOutcome::ran) {
+        return false;
+    }
+    const auto saved = readContents(toSave);
+    bool ours = false;
+    return mainQueue_.run([&] { ours = session.writeSegment(segment, saved); }) ==
+               HopOutcome::ran &&
+           ours;
+}
+
 bool TextInserter::insert(const InsertionPlan& plan) {
+    if (stopping_.load()) {
+        return false;
+    }
     enter();
     std::lock_guard sequenceLock(expansionLock_);
     struct Exit {
@@ -202,12 +268,23 @@ bool TextInserter::insert(const InsertionPlan& plan) {
             break;
         }
     }
-    if (firstText && !mainQueue_.run([&] {
+    if (firstText) {
+        // Read off the main queue: a slow owner holds up this thread, never key handling.
+        const auto saved = readContents(session.allSelections());
+        bool ours = false;
+        const auto outcome = mainQueue_.run([&] {
             latencyTrace::mark("clipboard write began");
-            session.writeSegment(*firstText);
-        })) {
-        logger().error("Main queue busy; expansion abandoned before changing anything");
-        return false;
+            ours = session.writeSegment(*firstText, saved);
+        });
+        if (outcome != HopOutcome::ran || !ours) {
+            logger().error(outcome == HopOutcome::cancelled
+                               ? "Main queue busy; expansion abandoned before changing anything"
+                               : "Could not put the expansion on the clipboard; nothing changed");
+            if (outcome == HopOutcome::ran) {
+                mainQueue_.run([&] { session.restore(); });
+            }
+            return false;
+        }
     }
 
     latencyTrace::mark("first segment on the clipboard");
@@ -221,9 +298,24 @@ bool TextInserter::insert(const InsertionPlan& plan) {
     std::string insertedText;
     for (std::size_t index = 0; index < plan.segments.size(); ++index) {
         const auto& segment = plan.segments[index];
+        // Once the abbreviation is erased its replacement begins, whatever happens.
+        if (stopping_.load() && inserted > 0) {
+            logger().info("Quitting: expansion stopped after a partial insertion");
+            succeeded = false;
+            break;
+        }
         if (!segment.text.empty()) {
-            if (&segment != firstText && !mainQueue_.run([&] { session.writeSegment(segment); })) {
-                logger().error("Main queue busy; expansion stopped after a partial insertion");
+            if (&segment != firstText && !writeLaterSegment(session, segment)) {
+                logger().error(
+                    "Expansion stopped after a partial insertion: the next part "
+                    "could not be put on the clipboard");
+                succeeded = false;
+                break;
+            }
+            // The user, or a program, may have copied since our write: never paste theirs.
+            bool ours = false;
+            if (mainQueue_.run([&] { ours = session.holdsOurs(); }) != HopOutcome::ran || !ours) {
+                logger().error("The clipboard no longer holds the expansion; not pasting");
                 succeeded = false;
                 break;
             }
@@ -249,7 +341,7 @@ bool TextInserter::insert(const InsertionPlan& plan) {
 
     if (firstText) {
         pasteboard_.waitUntilRead(timing_.readQuiet, timing_.readLimit);
-        succeeded = mainQueue_.run([&] { session.restore(); }) && succeeded;
+        succeeded = mainQueue_.run([&] { session.restore(); }) == HopOutcome::ran && succeeded;
         latencyTrace::mark("clipboard restored");
     }
     return succeeded;

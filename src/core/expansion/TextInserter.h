@@ -1,10 +1,14 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "core/expansion/AccessibilityService.h"
 #include "core/expansion/InsertionPlan.h"
@@ -21,9 +25,11 @@ namespace wordloom {
 /// The user's pasteboard is saved before the first write and put back afterwards unless
 /// somebody wrote to it in the meantime.
 ///
-/// insert() runs on a background thread and blocks it for the whole sequence; every pasteboard
-/// and accessibility call hops to the main queue, and a hop the main queue does not take within
-/// half a second ends the sequence.
+/// insert() runs on a background thread and blocks it for the whole sequence. The user's
+/// contents are read on that thread; every other pasteboard and accessibility call hops to the
+/// main queue, and a hop that does not run to its end (not taken within half a second, or
+/// failed) ends the sequence. The paste keystroke is sent only right after checking that the
+/// pasteboard still holds our text.
 class TextInserter {
   public:
     struct Timing {
@@ -55,8 +61,9 @@ class TextInserter {
 
     /// The whole sequence for one expansion: save the pasteboard and put the first segment on
     /// it, erase the typed characters, paste each segment with its keys after it, place the
-    /// caret, restore the pasteboard. Returns false when a main-queue hop timed out (before the
-    /// first Backspace that means nothing was changed) or a paste could not be posted.
+    /// caret, restore the pasteboard. Returns false when a main-queue hop did not run (before the
+    /// first Backspace that means nothing was changed), our text could not be put on or kept
+    /// on the pasteboard, or a paste could not be posted.
     /// Sequences never interleave; a nested call from the same thread does not dead-lock.
     bool insert(const InsertionPlan& plan);
 
@@ -64,12 +71,21 @@ class TextInserter {
     void pressKey(VirtualKeyCode key);
     void deleteCharacters(std::size_t count);
 
+    /// Quitting: a sequence in progress stops after the paste under way and puts the user's
+    /// pasteboard back; later sequences do nothing. Any thread.
+    void stopSoon() { stopping_.store(true); }
+
     /// Number of insertion sequences in progress, readable from any thread.
     std::int64_t inFlightDepth() const;
 
   private:
     class Session;
 
+    /// What each selection holds now, read on the calling (background) thread.
+    std::vector<std::pair<PasteboardSelection, std::optional<PasteboardSnapshot>>> readContents(
+        const std::vector<PasteboardSelection>& selections);
+    /// Saves what is not ours and writes `segment`; true when the clipboard then holds it.
+    bool writeLaterSegment(Session& session, const InsertionSegment& segment);
     bool paste(PasteChord chord);
     void moveCaretLeft(std::size_t distance, std::string_view insertedText);
     bool moveCaretWithAccessibility(std::size_t distance, std::string_view insertedText);
@@ -83,6 +99,7 @@ class TextInserter {
     Sleeper& sleeper_;
     Timing timing_;
 
+    std::atomic<bool> stopping_{false};
     std::recursive_mutex expansionLock_;
     mutable std::mutex depthLock_;
     std::int64_t inFlightDepth_ = 0;

@@ -83,7 +83,7 @@ std::string AIService::generateOnDevice(const std::string& prompt) {
     }
     OnDeviceTextModel* model = onDeviceModel_;
     return TimeoutGate::withTimeout(
-        *timers_, onDeviceTimeout_,
+        *timers_, timeoutThreads_, onDeviceTimeout_,
         std::make_exception_ptr(AIServiceError::appleIntelligenceTimedOut()),
         [model, prompt](std::stop_token stop) {
             return model->respond(std::string(kAISystemPrompt), prompt, stop);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/base/Executor.h"
+#include "core/base/OwnedThreads.h"
 #include "core/library/AppSettings.h"
 #include "core/macros/AITextGenerating.h"
 #include "core/macros/OllamaClient.h"
@@ -44,6 +45,10 @@ class AIService final : public AITextGenerating {
                          const std::optional<std::string>& model,
                          const std::map<std::string, std::string>& variables) override;
 
+    /// Asks on-device requests still running to stop and waits up to `limit` for their
+    /// threads (quitting). True when none is left; later requests time out at once.
+    bool stopAndJoin(std::chrono::milliseconds limit) { return timeoutThreads_.stopAndJoin(limit); }
+
   private:
     std::string generateOnDevice(const std::string& prompt);
     std::string generateWithOllama(const std::string& prompt,
@@ -55,6 +60,10 @@ class AIService final : public AITextGenerating {
     OnDeviceTextModel* onDeviceModel_;
     Executor* timers_;
     Duration onDeviceTimeout_;
+    /// On-device requests that ignore their time-out keep their thread until they end; past
+    /// this many, new ones are refused rather than piling up threads.
+    static constexpr std::size_t maxTimeoutThreads = 4;
+    OwnedThreads timeoutThreads_{maxTimeoutThreads};
 };
 
 }  // namespace wordloom

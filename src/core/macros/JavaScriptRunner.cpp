@@ -115,6 +115,15 @@ JavaScriptRunner::JavaScriptRunner(JavaScriptRunnerOptions options, Executor* ti
 }
 
 JavaScriptRunner::~JavaScriptRunner() {
+    cancelAll();
+    if (ownTimers_) {
+        // Asked from inside the loop: a stop() that came before run() began would be forgotten.
+        ownTimers_->post([timers = ownTimers_.get()] { timers->stop(); });
+        timerThread_.join();
+    }
+}
+
+void JavaScriptRunner::cancelAll() {
     std::set<std::shared_ptr<Run>> active;
     {
         std::lock_guard lock(activeMutex_);
@@ -122,11 +131,6 @@ JavaScriptRunner::~JavaScriptRunner() {
     }
     for (const auto& run : active) {
         finish(run, failure(JavaScriptError::executionFailed("Wordloom is shutting down")), false);
-    }
-    if (ownTimers_) {
-        // Asked from inside the loop: a stop() that came before run() began would be forgotten.
-        ownTimers_->post([timers = ownTimers_.get()] { timers->stop(); });
-        timerThread_.join();
     }
 }
 

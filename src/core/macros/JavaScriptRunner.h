@@ -77,6 +77,10 @@ class JavaScriptRunner final : public JavaScriptExecuting {
     /// for a process to start. Returns false (and logs) when the helper cannot start.
     bool prepareAhead() { return pool_.prewarm(); }
 
+    /// Ends every run in flight now with an error and stops its helper (quitting). Runs
+    /// started afterwards are not affected.
+    void cancelAll();
+
     double maxExecutionTime() const { return maxExecutionTime_.load(); }
     void setMaxExecutionTime(double seconds) { maxExecutionTime_.store(seconds); }
 

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "core/base/Executor.h"
+#include "core/base/OwnedThreads.h"
 
 namespace wordloom {
 
@@ -19,10 +20,13 @@ class TimeoutGate {
   public:
     using Operation = std::function<std::string(std::stop_token)>;
 
-    /// Runs `operation` on a thread of its own and blocks until it ends or `limit` has passed on
-    /// `timers`' clock. Returns its value or rethrows its error; on expiry throws `timeoutError`
-    /// and asks the operation to stop through its stop token (it is left to end by itself).
-    static std::string withTimeout(Executor& timers, Duration limit,
+    /// Runs `operation` on a thread of `threads` and blocks until it ends or `limit` has passed
+    /// on `timers`' clock. Returns its value or rethrows its error; on expiry throws
+    /// `timeoutError` and asks the operation to stop through its stop token (its thread stays
+    /// with `threads` until it ends, and counts against their limit). When `threads` has no
+    /// room, throws `timeoutError` at once: earlier operations that would not stop are still
+    /// running.
+    static std::string withTimeout(Executor& timers, OwnedThreads& threads, Duration limit,
                                    std::exception_ptr timeoutError, Operation operation);
 
   private:

@@ -47,6 +47,14 @@ std::optional<Snippet> FakeExpansionLibrary::snippetWithAbbreviation(
     return std::nullopt;
 }
 
+ExpansionLibrary::SnippetLookup FakeExpansionLibrary::nestedSnippetLookup() {
+    auto copy = std::make_shared<FakeExpansionLibrary>();
+    copy->snippets = snippets;
+    return [copy](const std::string& abbreviation) {
+        return copy->snippetWithAbbreviation(abbreviation);
+    };
+}
+
 std::optional<Bytes> FakeExpansionLibrary::imageData(const Snippet& snippet) {
     const auto found = images.find(snippet.id);
     if (found == images.end()) {

@@ -85,6 +85,8 @@ class FakeFillInFormPresenter final : public FillInFormPresenter {
 class FakeExpansionLibrary final : public ExpansionLibrary {
   public:
     std::optional<Snippet> snippetWithAbbreviation(const std::string& abbreviation) override;
+    /// Looks through a copy of `snippets` taken when asked for.
+    SnippetLookup nestedSnippetLookup() override;
     void recordUse(const Uuid& snippetId) override { ++uses[snippetId]; }
     std::optional<Bytes> imageData(const Snippet& snippet) override;
 

@@ -1,5 +1,7 @@
 #include "platform/fake/FakePasteboard.h"
 
+#include <stdexcept>
+
 namespace wordloom {
 
 std::uint64_t FakePasteboard::changeCount(PasteboardSelection selection) {
@@ -16,6 +18,9 @@ std::optional<PasteboardSnapshot> FakePasteboard::snapshot(PasteboardSelection s
 
 std::uint64_t FakePasteboard::write(PasteboardSelection selection,
                                     const std::vector<PasteboardItem>& items) {
+    if (writesFail_) {
+        throw std::runtime_error("the pasteboard is gone");
+    }
     ++writes_;
     ownerUnresponsive_ = false;  // we own it now
     auto& state = selections_[selection];

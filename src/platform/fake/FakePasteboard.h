@@ -30,6 +30,8 @@ class FakePasteboard final : public Pasteboard {
     /// The plain text of `selection`, as an application pasting it would read it.
     std::optional<std::string> textOf(PasteboardSelection selection);
     void setOwnerUnresponsive(bool unresponsive) { ownerUnresponsive_ = unresponsive; }
+    /// Writes throw, as a pasteboard that lost its display would.
+    void setWritesFail(bool fail) { writesFail_ = fail; }
     /// Stands in for the platform's conversions (may throw PasteboardFormatError); unset, the
     /// items are written as given.
     std::function<std::vector<PasteboardItem>(std::vector<PasteboardItem>)> representations;
@@ -45,6 +47,7 @@ class FakePasteboard final : public Pasteboard {
     };
     std::map<PasteboardSelection, Selection> selections_;
     bool ownerUnresponsive_ = false;
+    bool writesFail_ = false;
     std::size_t snapshots_ = 0;
     std::size_t writes_ = 0;
     std::size_t waits_ = 0;

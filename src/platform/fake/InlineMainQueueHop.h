@@ -11,13 +11,17 @@ namespace wordloom {
 /// or, once `busy` is set, never (as when the main queue did not answer in time).
 class InlineMainQueueHop final : public MainQueueHop {
   public:
-    bool run(std::function<void()> work) override {
+    HopOutcome run(std::function<void()> work) override {
         ++hops;
         if (busy || (failAfter && hops > *failAfter)) {
-            return false;
+            return HopOutcome::cancelled;
         }
-        work();
-        return true;
+        try {
+            work();
+        } catch (...) {
+            return HopOutcome::threw;
+        }
+        return HopOutcome::ran;
     }
 
     bool busy = false;

@@ -2,6 +2,9 @@
 
 #include <alsa/asoundlib.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -59,13 +62,65 @@ std::optional<Pcm16> readWav(const std::string& bytes) {
     return sound;
 }
 
+// How long past a sound's length its end is waited for.
+constexpr auto drainMargin = std::chrono::milliseconds(500);
+
 // ALSA prints to stderr when there is no card; that is an expected state here.
 void quietAlsa(const char*, int, const char*, int, const char*, ...) {}
 
+/// Plays `sound` without ever blocking in ALSA: writes as the device takes them and waits for
+/// the buffer to empty, for at most the sound's length and a margin, and stops early when
+/// asked (quitting). A device that stalls costs that long, never a hung thread.
+void playBounded(snd_pcm_t* pcm, const Pcm16& sound, const std::stop_token& stop) {
+    if (snd_pcm_set_params(pcm, SND_PCM_FORMAT_S16_LE, SND_PCM_ACCESS_RW_INTERLEAVED,
+                           sound.channels, sound.rate, 1, 200000) != 0) {
+        return;
+    }
+    const auto frames = static_cast<snd_pcm_uframes_t>(sound.samples.size() / sound.channels);
+    const auto length = std::chrono::microseconds(static_cast<std::int64_t>(frames) * 1000000 /
+                                                  std::max(1u, sound.rate));
+    const auto deadline = std::chrono::steady_clock::now() + length + drainMargin;
+    snd_pcm_uframes_t written = 0;
+    while (written < frames && !stop.stop_requested() &&
+           std::chrono::steady_clock::now() < deadline) {
+        const auto result =
+            snd_pcm_writei(pcm, sound.samples.data() + written * sound.channels, frames - written);
+        if (result == -EAGAIN) {
+            snd_pcm_wait(pcm, 20);
+        } else if (result < 0) {
+            if (snd_pcm_recover(pcm, static_cast<int>(result), 1) < 0) {
+                return;
+            }
+        } else {
+            written += static_cast<snd_pcm_uframes_t>(result);
+        }
+    }
+    while (!stop.stop_requested() && std::chrono::steady_clock::now() < deadline &&
+           snd_pcm_state(pcm) == SND_PCM_STATE_RUNNING) {
+        snd_pcm_sframes_t delay = 0;
+        if (snd_pcm_delay(pcm, &delay) < 0 || delay <= 0) {
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    snd_pcm_drop(pcm);
+}
+
 }  // namespace
 
-AlsaSoundPlayer::AlsaSoundPlayer(std::filesystem::path soundsFolder)
-    : folder_(std::move(soundsFolder)) {}
+AlsaSoundPlayer::AlsaSoundPlayer(std::filesystem::path soundsFolder, std::string device)
+    : folder_(std::move(soundsFolder)), device_(std::move(device)) {
+    // The handler is process-wide: set once, here, before any sound thread exists.
+    snd_lib_error_set_handler(quietAlsa);
+}
+
+AlsaSoundPlayer::~AlsaSoundPlayer() {
+    stopAndJoin(std::chrono::milliseconds(500));
+}
+
+bool AlsaSoundPlayer::stopAndJoin(std::chrono::milliseconds limit) {
+    return player_.stopAndJoin(limit);
+}
 
 std::filesystem::path AlsaSoundPlayer::defaultSoundsFolder() {
     if (const char* folder = std::getenv("WORDLOOM_SOUNDS_DIR")) {
@@ -83,35 +138,26 @@ std::filesystem::path AlsaSoundPlayer::defaultSoundsFolder() {
 }
 
 void AlsaSoundPlayer::play(const std::string& soundName) {
-    if (playing_->exchange(true)) {
-        return;
-    }
-    std::thread([path = folder_ / (soundName + ".wav"), playing = playing_,
-                 logged = deviceMissingLogged_] {
+    // One sound at a time: a sound that starts while another plays is skipped.
+    player_.start([path = folder_ / (soundName + ".wav"), device = device_,
+                   logged = deviceMissingLogged_](std::stop_token stop) {
         const Logger logger("SoundPlayer");
         const auto bytes = readFileIfExists(path);
         const auto sound = bytes ? readWav(*bytes) : std::nullopt;
-        snd_pcm_t* pcm = nullptr;
-        snd_lib_error_set_handler(quietAlsa);
         if (!sound) {
             logger.error("Cannot read the sound " + path.string());
-        } else if (snd_pcm_open(&pcm, "default", SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK) < 0) {
+            return;
+        }
+        snd_pcm_t* pcm = nullptr;
+        if (snd_pcm_open(&pcm, device.c_str(), SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK) < 0) {
             if (!logged->exchange(true)) {
                 logger.info("No sound device; expansion sounds are not played");
             }
-        } else {
-            snd_pcm_nonblock(pcm, 0);
-            if (snd_pcm_set_params(pcm, SND_PCM_FORMAT_S16_LE, SND_PCM_ACCESS_RW_INTERLEAVED,
-                                   sound->channels, sound->rate, 1, 200000) == 0) {
-                const auto frames = sound->samples.size() / sound->channels;
-                if (snd_pcm_writei(pcm, sound->samples.data(), frames) >= 0) {
-                    snd_pcm_drain(pcm);
-                }
-            }
-            snd_pcm_close(pcm);
+            return;
         }
-        playing->store(false);
-    }).detach();
+        playBounded(pcm, *sound, stop);
+        snd_pcm_close(pcm);
+    });
 }
 
 }  // namespace wordloom

@@ -30,9 +30,8 @@ std::int64_t steadyNanoseconds() {
         .count();
 }
 
-bool isSelectionMetaType(const QString& type) {
-    return type == QLatin1String("TARGETS") || type == QLatin1String("MULTIPLE") ||
-           type == QLatin1String("TIMESTAMP") || type == QLatin1String("SAVE_TARGETS");
+const char* selectionName(PasteboardSelection selection) {
+    return selection == PasteboardSelection::clipboard ? "CLIPBOARD" : "PRIMARY";
 }
 
 /// Our contents as Qt serves them to other applications: notes every read.
@@ -43,8 +42,7 @@ class TrackedMimeData final : public QMimeData {
 
   protected:
     QVariant retrieveData(const QString& type, QMetaType preferred) const override {
-        tracker_->reads.fetch_add(1);
-        tracker_->lastReadNanoseconds.store(steadyNanoseconds());
+        tracker_->noteRead(steadyNanoseconds());
         return QMimeData::retrieveData(type, preferred);
     }
 
@@ -54,7 +52,22 @@ class TrackedMimeData final : public QMimeData {
 
 }  // namespace
 
-X11Pasteboard::X11Pasteboard() {
+void X11Pasteboard::ReadTracker::reset() {
+    std::lock_guard lock(mutex_);
+    lastRead_.reset();
+}
+
+void X11Pasteboard::ReadTracker::noteRead(std::int64_t steadyTime) {
+    std::lock_guard lock(mutex_);
+    lastRead_ = steadyTime;
+}
+
+std::optional<std::int64_t> X11Pasteboard::ReadTracker::lastRead() const {
+    std::lock_guard lock(mutex_);
+    return lastRead_;
+}
+
+X11Pasteboard::X11Pasteboard(X11SelectionReader::Limits readLimits) : readLimits_(readLimits) {
     display_ = x11::openDisplay(&broken_);
     int errorBase = 0;
     if (!display_ || !XFixesQueryExtension(display_, &xfixesEventBase_, &errorBase)) {
@@ -62,7 +75,6 @@ X11Pasteboard::X11Pasteboard() {
         return;
     }
     const Window root = DefaultRootWindow(display_);
-    probeWindow_ = XCreateSimpleWindow(display_, root, -10, -10, 1, 1, 0, 0, 0);
     const unsigned long mask = XFixesSetSelectionOwnerNotifyMask |
                                XFixesSelectionWindowDestroyNotifyMask |
                                XFixesSelectionClientCloseNotifyMask;
@@ -101,8 +113,11 @@ void X11Pasteboard::drainOwnerEvents() {
                                                               : PasteboardSelection::clipboard;
         const auto index = indexOf(selection);
         // Our own writes were counted when they were made.
-        if (notify.owner == 0 || notify.owner != ownWindow_[index]) {
+        if (notify.owner == 0 || notify.owner != ownWindow_[index].load()) {
             ++changeCounts_[index];
+            ownWindow_[index].store(0);
+            std::lock_guard lock(ownItemsMutex_);
+            ownItems_[index].clear();
         }
     }
 }
@@ -115,63 +130,24 @@ std::uint64_t X11Pasteboard::changeCount(PasteboardSelection selection) {
     return changeCounts_[indexOf(selection)];
 }
 
-bool X11Pasteboard::ownerAnswers(PasteboardSelection selection) {
-    if (!display_ || broken_) {
-        return true;  // nothing to probe with; trust Qt
-    }
-    const Atom selectionAtom = atomFor(selection);
-    const Window owner = XGetSelectionOwner(display_, selectionAtom);
-    if (owner == 0 || owner == ownWindow_[indexOf(selection)]) {
-        return true;
-    }
-    const Atom targets = XInternAtom(display_, "TARGETS", False);
-    const Atom property = XInternAtom(display_, "WORDLOOM_PROBE", False);
-    XConvertSelection(display_, selectionAtom, targets, property, probeWindow_, CurrentTime);
-    XFlush(display_);
-    const auto deadline = std::chrono::steady_clock::now() + ownerAnswerLimit;
-    while (std::chrono::steady_clock::now() < deadline) {
-        XEvent event;
-        while (XPending(display_) > 0) {
-            XNextEvent(display_, &event);
-            if (event.type == SelectionNotify && event.xselection.requestor == probeWindow_) {
-                XDeleteProperty(display_, probeWindow_, property);
-                return true;
-            }
-            if (event.type == xfixesEventBase_ + XFixesSelectionNotify) {
-                XPutBackEvent(display_, &event);
-                drainOwnerEvents();
-                break;
-            }
-        }
-        x11::waitReadable(ConnectionNumber(display_), std::chrono::milliseconds(10));
-    }
-    logger_.error("The clipboard's owner did not answer; its contents cannot be saved");
-    return false;
+PasteboardSnapshot X11Pasteboard::ownContents(PasteboardSelection selection) const {
+    std::lock_guard lock(ownItemsMutex_);
+    return ownItems_[indexOf(selection)];
 }
 
 std::optional<PasteboardSnapshot> X11Pasteboard::snapshot(PasteboardSelection selection) {
-    if (!ownerAnswers(selection)) {
-        return std::nullopt;
+    auto read = X11SelectionReader::snapshot(selectionName(selection), readLimits_,
+                                             ownWindow_[indexOf(selection)].load());
+    if (read.ours) {
+        return ownContents(selection);
     }
-    PasteboardSnapshot snapshot;
-    const QMimeData* data = QGuiApplication::clipboard()->mimeData(modeOf(selection));
-    if (!data) {
-        return snapshot;
-    }
-    for (const QString& type : data->formats()) {
-        if (isSelectionMetaType(type)) {
-            continue;
-        }
-        const QByteArray bytes = data->data(type);
-        snapshot.push_back({type.toStdString(), bytes.toStdString()});
-    }
-    return snapshot;
+    return read.contents;
 }
 
 std::uint64_t X11Pasteboard::write(PasteboardSelection selection,
                                    const std::vector<PasteboardItem>& items) {
     const auto index = indexOf(selection);
-    reads_->reads.store(0);
+    reads_->reset();
     if (items.empty()) {
         QGuiApplication::clipboard()->clear(modeOf(selection));
     } else {
@@ -184,7 +160,12 @@ std::uint64_t X11Pasteboard::write(PasteboardSelection selection,
     }
     if (display_ && !broken_) {
         drainOwnerEvents();
-        ownWindow_[index] = items.empty() ? 0 : XGetSelectionOwner(display_, atomFor(selection));
+        ownWindow_[index].store(items.empty() ? 0
+                                              : XGetSelectionOwner(display_, atomFor(selection)));
+    }
+    {
+        std::lock_guard lock(ownItemsMutex_);
+        ownItems_[index] = items;
     }
     return ++changeCounts_[index];
 }
@@ -195,23 +176,28 @@ std::vector<PasteboardItem> X11Pasteboard::withPlatformRepresentations(
 }
 
 std::optional<std::string> X11Pasteboard::plainText() {
-    if (!ownerAnswers(PasteboardSelection::clipboard)) {
+    const auto selection = PasteboardSelection::clipboard;
+    auto read = X11SelectionReader::plainText(selectionName(selection), readLimits_,
+                                              ownWindow_[indexOf(selection)].load());
+    const auto contents = read.ours ? std::optional(ownContents(selection)) : read.contents;
+    if (!contents) {
         return std::nullopt;
     }
-    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
-    if (!data || !data->hasText()) {
-        return std::nullopt;
+    for (const char* type : {pasteboardType::plainTextUtf8, pasteboardType::plainText}) {
+        for (const auto& item : *contents) {
+            if (item.type == type) {
+                return item.data;
+            }
+        }
     }
-    return data->text().toStdString();
+    return std::nullopt;
 }
 
 void X11Pasteboard::waitUntilRead(Duration quiet, Duration limit) {
     const auto start = std::chrono::steady_clock::now();
     while (std::chrono::steady_clock::now() - start < limit) {
-        if (reads_->reads.load() > 0) {
-            const auto sinceLastRead =
-                std::chrono::nanoseconds(steadyNanoseconds() - reads_->lastReadNanoseconds.load());
-            if (sinceLastRead >= quiet) {
+        if (const auto lastRead = reads_->lastRead()) {
+            if (std::chrono::nanoseconds(steadyNanoseconds() - *lastRead) >= quiet) {
                 return;
             }
         }

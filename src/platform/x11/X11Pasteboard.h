@@ -5,22 +5,25 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <mutex>
+#include <optional>
 
 #include "core/base/Log.h"
 #include "core/expansion/Pasteboard.h"
+#include "platform/x11/X11SelectionReader.h"
 
 struct _XDisplay;
 
 namespace wordloom {
 
-/// The CLIPBOARD and PRIMARY selections through Qt's clipboard, with what Qt does not offer:
-/// a change count fed by XFixes owner notifications, a bounded check that the current owner
-/// answers before Qt is asked for its contents (Qt would wait seconds for a hung one), and a
-/// record of when the pasting application read our contents.
+/// The CLIPBOARD and PRIMARY selections: written through Qt's clipboard, read on connections
+/// of our own with a deadline and a byte cap (X11SelectionReader), from any thread. Adds what
+/// Qt does not offer: a change count fed by XFixes owner notifications, and a record of when
+/// the pasting application read our contents.
 class X11Pasteboard final : public Pasteboard {
   public:
-    /// Needs a QGuiApplication; use on the Qt main thread.
-    X11Pasteboard();
+    /// Needs a QGuiApplication; use on the Qt main thread (reads excepted).
+    explicit X11Pasteboard(X11SelectionReader::Limits readLimits = {});
     ~X11Pasteboard() override;
     X11Pasteboard(const X11Pasteboard&) = delete;
     X11Pasteboard& operator=(const X11Pasteboard&) = delete;
@@ -34,28 +37,35 @@ class X11Pasteboard final : public Pasteboard {
     std::optional<std::string> plainText() override;
     void waitUntilRead(Duration quiet, Duration limit) override;
 
-    /// How long the owner of a selection gets to answer before its contents count as
-    /// unreadable.
-    static constexpr Duration ownerAnswerLimit = std::chrono::milliseconds(200);
+    /// When the pasting application last read our contents since our last write. One lock
+    /// guards both halves, so a waiter never pairs a fresh read with an old time.
+    class ReadTracker {
+      public:
+        void reset();
+        void noteRead(std::int64_t steadyTime);
+        /// The time of the last read since reset(), if any.
+        std::optional<std::int64_t> lastRead() const;
 
-    /// Reads seen since the last write, and when the last one happened.
-    struct ReadTracker {
-        std::atomic<int> reads{0};
-        std::atomic<std::int64_t> lastReadNanoseconds{0};
+      private:
+        mutable std::mutex mutex_;
+        std::optional<std::int64_t> lastRead_;
     };
 
   private:
     void drainOwnerEvents();
-    bool ownerAnswers(PasteboardSelection selection);
     unsigned long atomFor(PasteboardSelection selection) const;
+    /// What we wrote to `selection`, while we own it.
+    PasteboardSnapshot ownContents(PasteboardSelection selection) const;
 
     Logger logger_{"Pasteboard"};
+    X11SelectionReader::Limits readLimits_;
     _XDisplay* display_ = nullptr;
     bool broken_ = false;
-    unsigned long probeWindow_ = 0;
     int xfixesEventBase_ = 0;
     std::array<std::uint64_t, 2> changeCounts_{};
-    std::array<unsigned long, 2> ownWindow_{};
+    std::array<std::atomic<unsigned long>, 2> ownWindow_{};
+    mutable std::mutex ownItemsMutex_;
+    std::array<PasteboardSnapshot, 2> ownItems_;
     std::unique_ptr<QSocketNotifier> notifier_;
     std::shared_ptr<ReadTracker> reads_ = std::make_shared<ReadTracker>();
 };

@@ -374,5 +374,28 @@ TEST(ExpansionEngineTests, EachInsertedExpansionReportsWhatWasTypedAndWhatWasIns
     EXPECT_EQ(recorded[1], std::make_tuple(std::string("addr"), std::size_t{4}, std::size_t{9}));
 }
 
+TEST(ExpansionEngineTests, ANestedSnippetIsFoundWithoutTheMainQueue) {
+    EngineRig rig;
+    rig.add(makeSnippet(";sig", TriggerMode::immediate, "Best {{snippet:;name}}, regards"));
+    rig.add(makeSnippet(";name", TriggerMode::immediate, "Anna"));
+    // Evaluation runs here, on the test thread, while the main queue (also this thread) waits:
+    // a lookup that needed the main queue could only give up.
+    rig.type("Hi ;sig");
+    EXPECT_EQ(rig.field.text(), "Hi Best Anna, regards");
+}
+
+TEST(ExpansionEngineTests, AfterStoppingForQuitAnEvaluationEndsWithoutInserting) {
+    EngineRig rig;
+    const auto& snippet = rig.add(makeSnippet(";d", TriggerMode::immediate, "{{date:yyyy}}"));
+    std::optional<bool> inserted;
+    rig.engine.onExpansionFinished = [&](bool result) { inserted = result; };
+    rig.engine.expandOnRequest(snippet);  // its evaluation waits for the background
+    rig.engine.stopForQuit();
+    rig.executor.runUntilIdle();
+    EXPECT_EQ(inserted, false);
+    EXPECT_EQ(rig.field.text(), "");
+    EXPECT_FALSE(rig.engine.hasActiveExpansion());
+}
+
 }  // namespace
 }  // namespace wordloom

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
+#include <stdexcept>
 #include <thread>
 
 #include "core/expansion/MainHopGate.h"
@@ -27,20 +29,53 @@ TEST(MainHopGateTests, WorkTakenByTheMainQueueRunsAndIsReported) {
     int runs = 0;
     // The "main queue" runs the task on another thread right away.
     std::thread main;
-    const bool ran =
+    const auto ran =
         MainHopGate::run([&](std::function<void()> task) { main = std::thread(std::move(task)); },
                          [&] { ++runs; }, hours(1));
     main.join();
-    EXPECT_TRUE(ran);
+    EXPECT_EQ(ran, HopOutcome::ran);
     EXPECT_EQ(runs, 1);
+}
+
+TEST(MainHopGateTests, WorkThatThrowsIsReportedApartFromWorkThatRan) {
+    for (const bool standardError : {true, false}) {
+        std::thread main;
+        const auto outcome = MainHopGate::run(
+            [&](std::function<void()> task) { main = std::thread(std::move(task)); },
+            [&] {
+                if (standardError) {
+                    throw std::runtime_error("clipboard gone");
+                }
+                throw 42;
+            },
+            hours(1));
+        main.join();
+        EXPECT_EQ(outcome, HopOutcome::threw) << standardError;
+    }
+}
+
+TEST(MainHopGateTests, AClosedHopGivesUpLongBeforeItsLimitAndTheWorkNeverRuns) {
+    std::function<void()> held;
+    std::atomic<bool> giveUp{false};
+    int runs = 0;
+    auto waiter = std::async(std::launch::async, [&] {
+        return MainHopGate::run([&](std::function<void()> task) { held = std::move(task); },
+                                [&] { ++runs; }, hours(1), &giveUp);
+    });
+    giveUp.store(true);
+    // Would block for an hour if the waiter did not look at giveUp.
+    ASSERT_EQ(waiter.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(waiter.get(), HopOutcome::cancelled);
+    held();
+    EXPECT_EQ(runs, 0);
 }
 
 TEST(MainHopGateTests, WorkNotStartedByTheDeadlineNeverRuns) {
     std::function<void()> held;
     int runs = 0;
-    const bool ran = MainHopGate::run([&](std::function<void()> task) { held = std::move(task); },
+    const auto ran = MainHopGate::run([&](std::function<void()> task) { held = std::move(task); },
                                       [&] { ++runs; }, Duration::zero());
-    EXPECT_FALSE(ran);
+    EXPECT_EQ(ran, HopOutcome::cancelled);
     held();  // the main queue gets to it late
     EXPECT_EQ(runs, 0);
 }
@@ -67,7 +102,7 @@ TEST(MainHopGateTests, WorkStartedBeforeTheDeadlineIsWaitedFor) {
     });
     startedFuture.wait();
     release.set_value();
-    EXPECT_TRUE(waiter.get());
+    EXPECT_EQ(waiter.get(), HopOutcome::ran);
     EXPECT_TRUE(finished);
     main.join();
 }

@@ -102,8 +102,50 @@ TEST(TextInserterTests, BusyMainQueueBeforeTheFirstWriteChangesNothing) {
 
 TEST(TextInserterTests, BusyMainQueueLaterStopsTheSequenceAndReportsFailure) {
     InserterRig rig(";a");
-    rig.mainQueue.failAfter = 1;  // the first segment's write succeeds, nothing after it
+    // The first segment's write and the check before its paste succeed, nothing after them.
+    rig.mainQueue.failAfter = 2;
     EXPECT_FALSE(rig.inserter.insert(plan("onetwo", 2, {{3, virtualKey::tab}})));
+    EXPECT_EQ(rig.field.text(), "one\t");
+}
+
+TEST(TextInserterTests, AFailedWriteNeverPastesWhatTheClipboardHeld) {
+    InserterRig rig("Hi ;sig");
+    rig.pasteboard.setWritesFail(true);
+    EXPECT_FALSE(rig.inserter.insert(plan("Best regards", 4)));
+    // Nothing erased, and above all the user's clipboard was not pasted in its place.
+    EXPECT_EQ(rig.field.text(), "Hi ;sig");
+    EXPECT_EQ(std::count(rig.keys.events().begin(), rig.keys.events().end(), "paste down"), 0);
+    EXPECT_EQ(rig.inserter.inFlightDepth(), 0);
+}
+
+TEST(TextInserterTests, ACopyBetweenOurWriteAndThePasteIsNeitherPastedNorOverwritten) {
+    InserterRig rig("Hi ");
+    bool copied = false;
+    rig.sleeper.onSleep = [&](Duration) {
+        if (!copied) {  // the first wait comes after the write, before the paste
+            copied = true;
+            rig.pasteboard.copyFromUser(PasteboardSelection::clipboard,
+                                        {{"text/plain", "copied meanwhile"}});
+        }
+    };
+    EXPECT_FALSE(rig.inserter.insert(plan("Best regards", 0)));
+    EXPECT_EQ(rig.field.text(), "Hi ");
+    EXPECT_EQ(rig.pasteboard.textOf(PasteboardSelection::clipboard), "copied meanwhile");
+}
+
+TEST(TextInserterTests, QuittingStopsBetweenSegmentsAndPutsTheClipboardBack) {
+    InserterRig rig(";a");
+    rig.sleeper.onSleep = [&](Duration duration) {
+        if (duration == milliseconds(100)) {  // after the first of two segments
+            rig.inserter.stopSoon();
+        }
+    };
+    EXPECT_FALSE(rig.inserter.insert(plan("onetwo", 2, {{3, virtualKey::tab}})));
+    EXPECT_EQ(rig.field.text(), "one\t");
+    EXPECT_EQ(rig.pasteboard.contents(PasteboardSelection::clipboard),
+              InserterRig::userClipboard());
+    // Once quitting, nothing more is inserted.
+    EXPECT_FALSE(rig.inserter.insert(plan("more", 0)));
     EXPECT_EQ(rig.field.text(), "one\t");
 }
 
