@@ -8,7 +8,8 @@ install(TARGETS wordloom RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS wordloom-supervisor wordloom-jsrunner
         RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/wordloom)
 install(DIRECTORY assets/sounds DESTINATION ${CMAKE_INSTALL_DATADIR}/wordloom)
-install(FILES packaging/wordloom.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+install(FILES packaging/wordloom.desktop packaging/wordloom-open-url.desktop
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 install(FILES packaging/io.wordloom.Wordloom.metainfo.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 install(FILES assets/icons/wordloom.svg

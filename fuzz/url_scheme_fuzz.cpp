@@ -34,6 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     static const auto snippets = library();
     const auto text = fuzz::asText(data, size);
     const bool allowed = size > 0 && (data[0] & 1);
+    // The desktop hands expansion to its pipeline; a dry run evaluates here.
+    const bool pipeline = size > 0 && (data[0] & 2);
     int acted = 0;
     URLSchemeHandler::Actions actions;
     actions.isURLExpansionAllowed = [&] { return allowed; };
@@ -78,6 +80,15 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         ++acted;
         return std::nullopt;
     };
+    if (pipeline) {
+        actions.expandSnippet = [&](const Snippet& s, const std::vector<std::string>&,
+                                    bool) -> std::optional<std::string> {
+            FUZZ_CHECK(s.abbreviation != ";clip" && s.abbreviation != ";nest" &&
+                       s.abbreviation != ";js");
+            ++acted;
+            return std::nullopt;
+        };
+    }
     const URLSchemeHandler handler(actions);
     const auto outcome = handler.handle(text.substr(size > 0 ? 1 : 0));
     if (outcome.kind == RouteOutcome::Kind::rejected) {

@@ -6,6 +6,7 @@ _wordloom() {
     local commands="add backup complete copy duplicate edit empty-trash eval expand expand-now
         group help list parse quick-create quick-search remove restore-backup settings shortcut
         show start sync type undelete versions"
+    commands="$commands open-url"
     local command="" data=() i
     for ((i = 1; i < cword; i++)); do
         case ${words[i]} in
@@ -38,6 +39,7 @@ _wordloom() {
         sync) COMPREPLY=($(compgen -W "status now conflicts resolve setup sign-in strategy off --json" -- "$cur")) ;;
         settings) COMPREPLY=($(compgen -W "set --json" -- "$cur")) ;;
         shortcut) COMPREPLY=($(compgen -W "check" -- "$cur")) ;;
+        open-url) COMPREPLY=($(compgen -W "--dry-run --json" -- "$cur")) ;;
         complete) COMPREPLY=($(compgen -W "abbreviations groups" -- "$cur")) ;;
         list) COMPREPLY=($(compgen -W "--json --deleted --group" -- "$cur")) ;;
         help) COMPREPLY=($(compgen -W "$commands" -- "$cur")) ;;

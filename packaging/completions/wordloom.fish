@@ -1,5 +1,6 @@
 # fish completion for wordloom.
 set -l commands add backup complete copy duplicate edit empty-trash eval expand expand-now group help list parse quick-create quick-search remove restore-backup settings shortcut show start sync type undelete versions
+set -a commands open-url
 complete -c wordloom -f
 complete -c wordloom -n "not __fish_seen_subcommand_from $commands" -a "$commands"
 complete -c wordloom -l data-dir -r -F -d "the data folder"
@@ -13,4 +14,6 @@ complete -c wordloom -l match -x -a "exact regex"
 complete -c wordloom -n "__fish_seen_subcommand_from group" -a "list add rename remove enable disable"
 complete -c wordloom -n "__fish_seen_subcommand_from sync" -a "status now conflicts resolve setup sign-in strategy off"
 complete -c wordloom -n "__fish_seen_subcommand_from shortcut" -a check
+complete -c wordloom -n "__fish_seen_subcommand_from open-url" -l dry-run -d "say what the link would do"
+complete -c wordloom -n "__fish_seen_subcommand_from open-url" -l json -d "print JSON"
 complete -c wordloom -n "__fish_seen_subcommand_from complete" -a "abbreviations groups"

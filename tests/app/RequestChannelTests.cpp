@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
+#include <QCoreApplication>
 #include <cstdlib>
-#include <cstring>
+#include <future>
 #include <stdexcept>
-#include <thread>
 
+#include "OneShotServer.h"
 #include "app/desktop/RequestChannel.h"
 #include "support/TemporaryDirectory.h"
 
@@ -15,46 +13,7 @@ namespace wordloom {
 namespace {
 
 using std::chrono::seconds;
-
-/// A one-connection server that records the request line and sends `answer`.
-class OneShotServer {
-  public:
-    OneShotServer(const std::filesystem::path& path, std::string answer) {
-        fd_ = socket(AF_UNIX, SOCK_STREAM, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-        EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        EXPECT_EQ(listen(fd_, 1), 0);
-        thread_ = std::thread([this, answer = std::move(answer)] {
-            const int client = accept(fd_, nullptr, nullptr);
-            char buffer[256];
-            ssize_t count = 0;
-            while (request_.find('\n') == std::string::npos &&
-                   (count = read(client, buffer, sizeof buffer)) > 0) {
-                request_.append(buffer, static_cast<std::size_t>(count));
-            }
-            [[maybe_unused]] const auto written = write(client, answer.data(), answer.size());
-            close(client);
-        });
-    }
-    ~OneShotServer() {
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-        close(fd_);
-    }
-    /// The line received, once the connection is over.
-    std::string request() {
-        thread_.join();
-        return request_;
-    }
-
-  private:
-    int fd_ = -1;
-    std::string request_;
-    std::thread thread_;
-};
+using test::OneShotServer;
 
 TEST(RequestChannelTests, RequestIsOneLineAndTheAnswerSaysWhetherItWasTaken) {
     test::TemporaryDirectory folder;
@@ -103,6 +62,51 @@ TEST(RequestChannelTests, ArgumentsOfAnyTextTravelOnOneLineAndTheFirstFormStillR
     OneShotServer server(path, "ok\n");
     EXPECT_EQ(requestChannel::sendArguments(path, "quick-create", arguments, seconds(10)), "");
     EXPECT_EQ(server.request(), line + "\n");
+}
+
+TEST(RequestChannelTests, TheInstanceAnswersWithAResultOfAnyTextOrARefusal) {
+    int argc = 0;
+    QCoreApplication application(argc, nullptr);
+    test::TemporaryDirectory folder;
+    const auto path = folder / "requests";
+    std::vector<std::string> received;
+    RequestListener listener(
+        path,
+        [&](const std::string& command,
+            const std::vector<std::string>& arguments) -> RequestListener::Answer {
+            received = arguments;
+            if (command == "refuse") {
+                return std::string("Not now.\nLater.");
+            }
+            if (command == "plain") {
+                return std::string();
+            }
+            return RequestListener::Answer::taken(
+                {"rejected", "Parameter 'q' exceeds\tmaximum\nlength \\ \u2014"});
+        });
+    ASSERT_TRUE(listener.isListening());
+    // The listener answers on this thread's event loop; the client waits on another.
+    const auto ask = [&](const std::string& command) {
+        auto answer = std::async(std::launch::async, [&] {
+            return requestChannel::ask(path, command, {"wordloom://x?a=1\tb"}, seconds(10));
+        });
+        while (answer.wait_for(std::chrono::milliseconds(0)) != std::future_status::ready) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        }
+        return answer.get();
+    };
+
+    EXPECT_EQ(
+        ask("open-url"),
+        (std::vector<std::string>{"rejected", "Parameter 'q' exceeds\tmaximum\nlength \\ \u2014"}));
+    EXPECT_EQ(received, std::vector<std::string>{"wordloom://x?a=1\tb"});
+    EXPECT_EQ(ask("plain"), std::vector<std::string>{});
+    try {
+        ask("refuse");
+        ADD_FAILURE() << "a refusal must throw";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "Not now. Later.");
+    }
 }
 
 TEST(RequestChannelTests, NothingListeningSaysWordloomIsNotRunning) {

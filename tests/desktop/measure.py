@@ -278,6 +278,79 @@ def measure_latency(desktop, options, typist, expansion):
         shutil.rmtree(output_folder, ignore_errors=True)
 
 
+HOTKEY = ("Super_L", "Shift_L", "y")
+
+
+def bind_hotkey(desktop, options, library):
+    """Gives the measured snippet the global shortcut Super+Shift+Y."""
+    subprocess.run([options.wordloom, "--data-dir", library, "edit", ";lat", "--hotkey",
+                    "Super+Shift+Y"], env=desktop.env, check=True, stdout=subprocess.DEVNULL)
+
+
+def measure_hotkey_latency(desktop, options, typist, expansion):
+    """Like measure_latency, from the key that completes the snippet's global shortcut (Y, with
+    Super and Shift already down) to the expansion visible in the Qt window. The keys are let
+    go right after, or `--hold` seconds later."""
+    wait_for(lambda: "global shortcut" in (read(log_path(desktop, options)) or ""), timeout=60,
+             what="the global shortcuts to be held")
+    output_folder = tempfile.mkdtemp(prefix="wordloom-measure-", dir="/dev/shm")
+    output = os.path.join(output_folder, "qt.txt")
+    watch = FileWatch(output_folder)
+    x11, xtst, display = typist.x11, typist.xtst, typist.display
+    codes = [x11.XKeysymToKeycode(display, x11.XStringToKeysym(name.encode()))
+             for name in HOTKEY]
+
+    def send(code, down):
+        xtst.XTestFakeKeyEvent(display, code, 1 if down else 0, 0)
+        x11.XSync(display, 0)
+
+    try:
+        desktop.spawn([options.test_window, "editor", output])
+        watch.wait_until(lambda: read(output) is not None, 10, "the Qt window")
+        for attempt in range(30):
+            typist.type("_")
+            try:
+                watch.wait_until(lambda: read(output) == "_", 1, "focus")
+                break
+            except TimeoutError:
+                pass
+        typist.key("BackSpace")
+        watch.wait_until(lambda: read(output) == "", 10, "empty window")
+
+        latencies = []
+        sent_times = []
+        for sample in range(options.samples):
+            for code in codes[:-1]:
+                send(code, True)
+            time.sleep(0.05)  # the modifiers are down before the measured key
+            sent = time.monotonic()
+            send(codes[-1], True)
+            releaser = None
+            if options.hold:
+                releaser = threading.Thread(
+                    target=lambda: (time.sleep(options.hold),
+                                    [send(code, False) for code in reversed(codes)]))
+                releaser.start()
+            else:
+                for code in reversed(codes):
+                    send(code, False)
+            visible = watch.wait_until(lambda: read(output) == expansion, 10, "the expansion")
+            if releaser:
+                releaser.join()
+            latencies.append((visible - sent) * 1000)
+            sent_times.append(sent)
+            typist.wait_keys_released()
+            time.sleep(0.4)  # let the clipboard be restored before the next sample
+            typist.key("a", control=True)
+            typist.key("BackSpace")
+            watch.wait_until(lambda: read(output) == "", 10, "empty window")
+            time.sleep(options.pause)
+        return latencies, sent_times
+    finally:
+        watch.close()
+        shutil.rmtree(output_folder, ignore_errors=True)
+
+
 def report_memory(when, memory, options):
     """Each process, then the supervisor and application together: the helper is reported on
     its own, it belongs to the scripting back end and runs only while scripts may be asked
@@ -309,6 +382,9 @@ def main():
                         help="seconds the last key stays down (a typist's finger: about 0.08)")
     parser.add_argument("--smaps", action="store_true",
                         help="also show where the application's memory is, mapping by mapping")
+    parser.add_argument("--hotkey", action="store_true",
+                        help="expand with a snippet's global shortcut (Super+Shift+Y) instead "
+                             "of typing its abbreviation")
     parser.add_argument("--trace", action="store_true",
                         help="turn on Wordloom's debug log and show when each stage was reached")
     options = parser.parse_args()
@@ -322,6 +398,8 @@ def main():
             subprocess.run([options.wordloom, "--data-dir", library, "settings", "set",
                             "debugLoggingEnabled", "true"], env=desktop.env, check=True,
                            stdout=subprocess.DEVNULL)
+        if options.hotkey:
+            bind_hotkey(desktop, options, library)
         supervisor = start(desktop, options, library)
         typist = desktop.typist()
         time.sleep(2)
@@ -330,7 +408,8 @@ def main():
         application = [pid for name, pid in started if name == "application"]
         start_smaps = smaps_breakdown(application[0]) if options.smaps and application else []
         cpu_before = sum(cpu_seconds(pid) for _, pid in started)
-        latencies, sent_times = measure_latency(desktop, options, typist, expansion)
+        measure = measure_hotkey_latency if options.hotkey else measure_latency
+        latencies, sent_times = measure(desktop, options, typist, expansion)
         time.sleep(2)  # the library's save after the last use
         cpu_during = sum(cpu_seconds(pid) for _, pid in started) - cpu_before
 
@@ -345,9 +424,12 @@ def main():
         typist.close()
         log_text = read(log_path(desktop, options)) or ""
 
-    print("latency, last key to expansion visible (%d samples, 4-character abbreviation, "
-          "100-character expansion): median %.1f ms, min %.1f ms, max %.1f ms"
-          % (len(latencies), statistics.median(latencies), min(latencies), max(latencies)))
+    trigger = ("hotkey press (Super+Shift+Y)" if options.hotkey
+               else "last key, 4-character abbreviation,")
+    print("latency, %s to expansion visible (%d samples, 100-character expansion): median "
+          "%.1f ms, min %.1f ms, max %.1f ms"
+          % (trigger, len(latencies), statistics.median(latencies), min(latencies),
+             max(latencies)))
     if options.trace:
         for stage, delays in stage_delays(log_text, sent_times):
             print("  %-32s median %7.1f ms after the key (min %.1f, max %.1f, %d samples)"

@@ -479,8 +479,8 @@ sys.modules.setdefault("run_desktop_tests", sys.modules[__name__])
 from helper_tests import PlainLibraryHelperTests, ScriptLibraryHelperTests  # noqa: E402
 from shell_tests import make_shell_tests  # noqa: E402
 from hotkey_tests import HotkeyTests  # noqa: E402
-from hotkey_tests import HotkeyTests  # noqa: E402
 from quit_tests import QuitTests  # noqa: E402
+from link_tests import LinkTests  # noqa: E402
 
 ShellTests, NoTrayTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom,
                                            active_window_name)
@@ -489,7 +489,8 @@ SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTe
           "robustness": [RobustnessTests, QuitTests],
           "helpers": [PlainLibraryHelperTests, ScriptLibraryHelperTests],
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
-          "shell": [ShellTests, NoTrayTests], "hotkeys": [HotkeyTests]}
+          "shell": [ShellTests, NoTrayTests], "hotkeys": [HotkeyTests],
+          "links": [LinkTests]}
 
 
 def main():

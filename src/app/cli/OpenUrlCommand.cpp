@@ -3,12 +3,13 @@
 #include <istream>
 #include <iterator>
 #include <ostream>
+#include <stdexcept>
 
 #include "app/cli/CommandErrors.h"
 #include "app/cli/LibraryCommandSupport.h"
+#include "app/desktop/RequestChannel.h"
 #include "core/base/JsonWriter.h"
-#include "core/macros/InlineParameterParser.h"
-#include "core/macros/MacroEvaluator.h"
+#include "core/triggers/LibraryLinkLookup.h"
 #include "core/triggers/URLSchemeHandler.h"
 
 namespace wordloom::cli {
@@ -16,50 +17,10 @@ namespace {
 
 using Kind = OptionSpec::Kind;
 
-/// Whether the snippet and every group above it are enabled.
-bool enabledWithGroups(const SnippetStore& store, const Snippet& snippet) {
-    if (!snippet.isEnabled) {
-        return false;
-    }
-    auto group = snippet.groupId;
-    for (int depth = 0; group && depth < 64; ++depth) {
-        const auto* found = store.group(*group);
-        if (!found) {
-            break;
-        }
-        if (!found->isEnabled) {
-            return false;
-        }
-        group = found->parentId;
-    }
-    return true;
-}
-
 /// A dry run: the library is real, the windows and the insertion only say what would happen.
 URLSchemeHandler::Actions dryRunActions(LibrarySession& session, bool& copied) {
-    auto& store = session.snippets();
     URLSchemeHandler::Actions actions;
-    actions.isURLExpansionAllowed = [&session] {
-        return session.settings().settings().allowURLSchemeExpansion;
-    };
-    actions.findActive = [&store](std::string_view abbreviation) {
-        return store.snippetsWithAbbreviation(abbreviation);
-    };
-    actions.findById = [&store](const Uuid& id) { return store.snippet(id); };
-    actions.isEnabled = [&store](const Snippet& s) { return enabledWithGroups(store, s); };
-    actions.evaluate = [&store](const Snippet& snippet, const std::vector<std::string>& arguments) {
-        EvaluationContext context;
-        context.findSnippet = [&store](const std::string& abbreviation) -> std::optional<Snippet> {
-            for (const auto* candidate : store.snippetsWithAbbreviation(abbreviation)) {
-                return *candidate;
-            }
-            return std::nullopt;
-        };
-        context.visitedAbbreviations.insert(snippet.abbreviation);
-        context.fillInValues = InlineParameterParser::bind(
-            InlineParameterParser::fillableFields(snippet.content), arguments);
-        return MacroEvaluator().evaluate(snippet.content, context).expandedContent;
-    };
+    readLibraryForLinks(actions, session.snippets(), session.settings());
     actions.insertText = [](const std::string&) {};
     actions.copyText = [&copied](const std::string&) { copied = true; };
     actions.presentQuickCreate = [](const QuickCreatePrefill&) { return std::nullopt; };
@@ -67,6 +28,45 @@ URLSchemeHandler::Actions dryRunActions(LibrarySession& session, bool& copied) {
     actions.presentClipboardHistory = [] { return std::nullopt; };
     actions.selectSnippet = [](const Uuid&) { return std::nullopt; };
     return actions;
+}
+
+// Long enough for an answer that waits on the main loop of a busy instance.
+constexpr auto answerLimit = std::chrono::seconds(5);
+
+void printOutcome(CommandInvocation& invocation, bool json, const std::string& outcome,
+                  const std::string& message) {
+    if (json) {
+        JsonWriter w;
+        w.beginObject();
+        w.field("message", message);
+        w.field("outcome", outcome);
+        w.endObject();
+        invocation.out() << w.take() << "\n";
+        return;
+    }
+    invocation.out() << outcome << (message.empty() ? "" : ": " + message) << "\n";
+}
+
+/// Hands the link to the instance running on this display, which acts on it, and prints what
+/// came of it. Starts nothing: a link opened while Wordloom is not running is for nothing.
+int openInRunningInstance(CommandInvocation& invocation, const ParsedArguments& arguments,
+                          const std::string& url) {
+    if (url.size() > requestChannel::maximumRequestBytes / 2) {
+        throw CommandError("The link is longer than Wordloom takes (" + std::to_string(url.size()) +
+                           " bytes).");
+    }
+    const auto socket = requestChannel::socketPath(invocation.environment("DISPLAY").value_or(""));
+    std::vector<std::string> result;
+    try {
+        result = requestChannel::ask(socket, "open-url", {url}, answerLimit);
+    } catch (const std::runtime_error& error) {
+        throw CommandError(error.what());
+    }
+    if (result.size() != 2) {
+        throw CommandError("Wordloom gave an answer this command does not understand.");
+    }
+    printOutcome(invocation, arguments.has("json"), result[0], result[1]);
+    return result[0] == routeOutcomeName(RouteOutcome::Kind::rejected) ? 1 : 0;
 }
 
 int openUrlCommand(CommandInvocation& invocation) {
@@ -81,19 +81,17 @@ int openUrlCommand(CommandInvocation& invocation) {
         }
     }
     if (!arguments.has("dry-run")) {
-        throw CommandError(
-            "Handing links to the running Wordloom is not built yet. \u201cwordloom open-url "
-            "--dry-run URL\u201d shows what the link would do.");
+        return openInRunningInstance(invocation, arguments, url);
     }
     auto session = openLibrary(invocation, arguments);
     bool copied = false;
     const URLSchemeHandler handler(dryRunActions(*session, copied));
     const auto outcome = handler.handle(url);
     const auto name = std::string(routeOutcomeName(outcome.kind));
+    const bool expanded = outcome.kind == RouteOutcome::Kind::expanded;
     if (arguments.has("json")) {
         JsonWriter w;
         w.beginObject();
-        const bool expanded = outcome.kind == RouteOutcome::Kind::expanded;
         if (expanded) {
             w.field("copied", copied);
         }
@@ -105,12 +103,8 @@ int openUrlCommand(CommandInvocation& invocation) {
         w.endObject();
         invocation.out() << w.take() << "\n";
     } else {
-        invocation.out() << name;
-        if (!outcome.message.empty()) {
-            invocation.out() << ": " << outcome.message;
-        }
-        invocation.out() << "\n";
-        if (outcome.kind == RouteOutcome::Kind::expanded) {
+        printOutcome(invocation, false, name, outcome.message);
+        if (expanded) {
             invocation.out() << (copied ? "would copy:\n" : "would insert:\n")
                              << outcome.expandedText << "\n";
         }
@@ -121,8 +115,9 @@ int openUrlCommand(CommandInvocation& invocation) {
 }  // namespace
 
 void registerOpenUrlCommand(CommandRegistry& registry) {
-    registry.add({"open-url", "wordloom open-url --dry-run [--json] URL|-",
-                  "Say what a wordloom:// link would do, without doing it (URL - reads it from "
+    registry.add({"open-url", "wordloom open-url [--dry-run] [--json] URL|-",
+                  "Hand a wordloom:// link to the running Wordloom and say what came of it; "
+                  "with --dry-run, say what it would do without doing it (URL - reads it from "
                   "standard input).",
                   openUrlCommand});
 }

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "app/desktop/DesktopLinks.h"
 #include "app/desktop/DesktopShell.h"
 #include "app/desktop/GlobalHotkeys.h"
 #include "app/desktop/MemoryPolicy.h"
@@ -227,13 +228,21 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
 
     // A library load or change allocates copies of the whole library for a moment.
     MemoryTrimmer trimmer(executor, std::chrono::seconds(5));
+    // wordloom:// links, handed over by `wordloom open-url` (the desktop entry's handler).
+    DesktopLinks links(snippetStore, settingsStore, engine, shell, accessibility);
     // `wordloom expand-now` and `wordloom copy`, typed or bound to a desktop shortcut.
     const char* display = std::getenv("DISPLAY");
     RequestListener requests(
         requestChannel::socketPath(display ? display : ""),
-        [&](const std::string& command, const std::vector<std::string>& arguments) -> std::string {
+        [&](const std::string& command,
+            const std::vector<std::string>& arguments) -> RequestListener::Answer {
             if (auto answer = shell.handleRequest(command, arguments)) {
                 return *answer;
+            }
+            if (command == "open-url" && arguments.size() == 1) {
+                const auto outcome = links.open(arguments.front());
+                return RequestListener::Answer::taken(
+                    {std::string(routeOutcomeName(outcome.kind)), outcome.message});
             }
             if ((command != "expand-now" && command != "copy") || arguments.size() != 1) {
                 return "Unknown request \u201c" + command + "\u201d.";

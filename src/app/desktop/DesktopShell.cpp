@@ -303,6 +303,21 @@ void DesktopShell::setStatisticsOpener(std::function<void()> open) {
     }
 }
 
+bool DesktopShell::openClipboardHistory() {
+    if (!openClipboardHistory_) {
+        return false;
+    }
+    openClipboardHistory_();
+    return true;
+}
+
+void DesktopShell::tellUser(const std::string& message) {
+    logger_.error(message);
+    if (tray_ && tray_->isVisible()) {
+        tray_->showMessage("Wordloom", QString::fromStdString(message));
+    }
+}
+
 std::optional<std::string> DesktopShell::handleRequest(const std::string& command,
                                                        const std::vector<std::string>& arguments) {
     if (command == "quick-search") {

@@ -73,6 +73,12 @@ class DesktopShell {
     /// Plugs in the statistics window: enables its menu entry.
     void setStatisticsOpener(std::function<void()> open);
 
+    /// Opens the clipboard history window; false while none is plugged in.
+    bool openClipboardHistory();
+    /// Tells the user why something asked from outside (a link) did not happen: in the tray's
+    /// balloon when there is a tray; the log has it either way.
+    void tellUser(const std::string& message);
+
     void openQuickSearch(const std::string& query);
     void openQuickCreate(const std::vector<std::string>& fields);
     void openPreferences();

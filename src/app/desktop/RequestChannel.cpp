@@ -19,8 +19,6 @@ namespace wordloom {
 
 namespace {
 
-// Room for a quick-create request carrying a long snippet.
-constexpr std::size_t maxRequestBytes = 256 * 1024;
 // The client writes its line as soon as it connects; the wait is on the main loop, so short.
 constexpr auto clientLimit = std::chrono::milliseconds(100);
 
@@ -56,7 +54,7 @@ std::optional<std::string> readLine(int fd, Duration timeout) {
         if (const auto end = line.find('\n', searchFrom); end != std::string::npos) {
             return line.substr(0, end);
         }
-        if (line.size() > maxRequestBytes) {
+        if (line.size() > requestChannel::maximumRequestBytes) {
             return std::nullopt;
         }
     }
@@ -166,6 +164,9 @@ std::string exchange(const std::filesystem::path& socket, const std::string& lin
     if (*answer == "ok") {
         return {};
     }
+    if (answer->rfind("ok\t", 0) == 0) {
+        return answer->substr(3);
+    }
     if (answer->rfind("error\t", 0) == 0) {
         throw std::runtime_error(answer->substr(6));
     }
@@ -200,6 +201,21 @@ std::string send(const std::filesystem::path& socket, const std::string& command
 std::string sendArguments(const std::filesystem::path& socket, const std::string& command,
                           const std::vector<std::string>& arguments, Duration timeout) {
     return exchange(socket, encode(command, arguments), timeout);
+}
+
+std::vector<std::string> ask(const std::filesystem::path& socket, const std::string& command,
+                             const std::vector<std::string>& arguments, Duration timeout) {
+    const auto result = exchange(socket, encode(command, arguments), timeout);
+    if (result.empty()) {
+        return {};
+    }
+    // The result's fields read as a request's arguments do.
+    auto fields = decode(std::string(escapedForm) + "\t" + result);
+    if (!fields) {
+        throw std::runtime_error("Wordloom gave an answer this command does not understand.");
+    }
+    fields->second.insert(fields->second.begin(), std::move(fields->first));
+    return std::move(fields->second);
 }
 
 std::string encode(const std::string& command, const std::vector<std::string>& arguments) {
@@ -296,9 +312,20 @@ void RequestListener::acceptOne() {
         close(client);
         return;
     }
-    std::string refusal = handler_(request->first, request->second);
-    std::replace(refusal.begin(), refusal.end(), '\n', ' ');
-    writeAll(client, refusal.empty() ? "ok\n" : "error\t" + refusal + "\n");
+    auto answer = handler_(request->first, request->second);
+    std::string reply;
+    if (!answer.refusal.empty()) {
+        std::replace(answer.refusal.begin(), answer.refusal.end(), '\n', ' ');
+        reply = "error\t" + answer.refusal;
+    } else if (answer.result.empty()) {
+        reply = "ok";
+    } else {
+        // The first field takes the place of a request's command: "2\tFIELD\t..." less "2".
+        auto first = std::move(answer.result.front());
+        answer.result.erase(answer.result.begin());
+        reply = "ok" + requestChannel::encode(first, answer.result).substr(1);
+    }
+    writeAll(client, reply + "\n");
     close(client);
 }
 

@@ -191,15 +191,17 @@ void ExpansionEngine::handleSpecialKey(SpecialKey key) {
     }
 }
 
-void ExpansionEngine::expandOnRequest(const Snippet& snippet) {
+void ExpansionEngine::expandOnRequest(const Snippet& snippet, std::vector<std::string> arguments) {
     Request request;
     request.snippet = std::make_shared<const Snippet>(snippet);
+    request.arguments = std::move(arguments);
     begin(std::move(request));
 }
 
-void ExpansionEngine::copyExpansion(const Snippet& snippet) {
+void ExpansionEngine::copyExpansion(const Snippet& snippet, std::vector<std::string> arguments) {
     Request request;
     request.snippet = std::make_shared<const Snippet>(snippet);
+    request.arguments = std::move(arguments);
     request.copyOnly = true;
     begin(std::move(request));
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/base/Executor.h"
 #include "core/base/Log.h"
@@ -63,9 +64,10 @@ class ExpansionEngine {
     bool isRunning() const { return running_; }
 
     /// Expands `snippet` at the caret without erasing anything (quick search, hotkeys, links).
-    void expandOnRequest(const Snippet& snippet);
+    /// `arguments` fill its fields as inline arguments typed after the abbreviation would.
+    void expandOnRequest(const Snippet& snippet, std::vector<std::string> arguments = {});
     /// Evaluates `snippet` and puts the result on the clipboard instead of inserting it.
-    void copyExpansion(const Snippet& snippet);
+    void copyExpansion(const Snippet& snippet, std::vector<std::string> arguments = {});
 
     const std::optional<Snippet>& lastExpandedSnippet() const { return lastExpandedSnippet_; }
     std::int64_t expansionCount() const { return expansionCount_; }

@@ -264,6 +264,12 @@ RouteOutcome URLSchemeHandler::expand(const Query& query) const {
             arguments = parsed->arguments;
         }
     }
+    if (actions_.expandSnippet) {
+        if (auto refusal = actions_.expandSnippet(snippet, arguments, flag(query, "copy"))) {
+            return RouteOutcome::rejected(std::move(*refusal));
+        }
+        return RouteOutcome{RouteOutcome::Kind::expanded, {}, {}};
+    }
     auto outcome =
         RouteOutcome{RouteOutcome::Kind::expanded, {}, actions_.evaluate(snippet, arguments)};
     if (flag(query, "copy")) {

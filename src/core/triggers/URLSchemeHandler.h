@@ -24,7 +24,7 @@ struct RouteOutcome {
     Kind kind = Kind::rejected;
     /// Why it was rejected (shown to the user).
     std::string message;
-    /// For `expanded`: the text inserted or copied.
+    /// For `expanded`: the text inserted or copied (empty when the pipeline evaluates it).
     std::string expandedText;
 
     static RouteOutcome rejected(std::string why) { return {Kind::rejected, std::move(why), {}}; }
@@ -62,6 +62,13 @@ class URLSchemeHandler {
             evaluate;
         std::function<void(const std::string& text)> insertText;
         std::function<void(const std::string& text)> copyText;
+        /// When set, a link's expansion goes through the expansion pipeline instead (fill-in
+        /// form, use count, sound and notification as for a typed abbreviation), and
+        /// evaluate, insertText and copyText are not used. Called only after the safety rules
+        /// passed; returns why it cannot expand now (expansion paused), else nothing.
+        std::function<std::optional<std::string>(
+            const Snippet&, const std::vector<std::string>& arguments, bool copy)>
+            expandSnippet;
         /// Each returns a message when the window is not available, else nothing.
         std::function<std::optional<std::string>(const QuickCreatePrefill&)> presentQuickCreate;
         std::function<std::optional<std::string>(const std::string& query)> presentQuickSearch;

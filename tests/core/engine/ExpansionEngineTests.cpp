@@ -169,6 +169,22 @@ TEST(ExpansionEngineTests, FillInValuesAreAskedForAndACancelledFormLeavesTheType
     }
 }
 
+TEST(ExpansionEngineTests, ArgumentsOfARequestFillItsFieldsAndOnlyTheRestAreAskedFor) {
+    EngineRig rig;
+    const auto snippet =
+        makeSnippet(";hi", TriggerMode::immediate, "Hi {{input:name}} of {{input:city}}!");
+    rig.engine.expandOnRequest(snippet, {"Ann", "Oslo"});
+    rig.executor.runUntilIdle();
+    EXPECT_EQ(rig.field.text(), "Hi Ann of Oslo!");
+    EXPECT_TRUE(rig.form.presented.empty());
+
+    rig.form.answer["city"] = "Rome";
+    rig.engine.copyExpansion(snippet, {"Bo"});
+    rig.executor.runUntilIdle();
+    EXPECT_EQ(rig.form.presented.size(), 1u);
+    EXPECT_EQ(rig.pasteboard.plainText(), "Hi Bo of Rome!");
+}
+
 TEST(ExpansionEngineTests, SoundAndDelayedNotificationFollowTheSettings) {
     EngineRig rig;
     rig.settings.value.expansionSound = ExpansionSound::typewriter;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <tuple>
 
 #include "core/triggers/URLSchemeHandler.h"
 
@@ -204,6 +205,54 @@ TEST(URLSchemeHandler, RoutesTheirAliasesAndMissingHosts) {
     EXPECT_EQ(handler.handle("wordloom://frobnicate").message, "Unknown route 'frobnicate'");
     EXPECT_EQ(handler.handle("http://expand?abbr=;sig").message, "Unsupported URL scheme");
     EXPECT_EQ(handler.handle("not a link").message, "Unsupported URL scheme");
+}
+
+}  // namespace
+}  // namespace wordloom
+
+namespace wordloom {
+namespace {
+
+TEST(URLSchemeHandler, ThePipelineTakesASafeSnippetWithItsArgumentsOrSaysWhyNot) {
+    Rig rig;
+    rig.add(";greet", "Hi {{input:Name}}");
+    rig.add(";clip", "{{clipboard}}");
+    std::vector<std::tuple<std::string, std::vector<std::string>, bool>> handed;
+    std::optional<std::string> refusal;
+    URLSchemeHandler::Actions withPipeline;
+    withPipeline.isURLExpansionAllowed = [] { return true; };
+    withPipeline.findActive = [&rig](std::string_view abbreviation) {
+        std::vector<const Snippet*> found;
+        for (const auto& s : rig.snippets) {
+            if (s.abbreviation == abbreviation) {
+                found.push_back(&s);
+            }
+        }
+        return found;
+    };
+    withPipeline.isEnabled = [](const Snippet&) { return true; };
+    withPipeline.expandSnippet = [&](const Snippet& s, const std::vector<std::string>& arguments,
+                                     bool copy) {
+        handed.emplace_back(s.abbreviation, arguments, copy);
+        return refusal;
+    };
+    const URLSchemeHandler handler(withPipeline);
+
+    auto outcome = handler.handle("wordloom://expand?abbr=;greet&args=%3CAnn&copy=yes");
+    EXPECT_EQ(outcome.kind, Kind::expanded) << outcome.message;
+    ASSERT_EQ(handed.size(), 1u);
+    EXPECT_EQ(handed[0],
+              std::make_tuple(std::string(";greet"), std::vector<std::string>{"Ann"}, true));
+    // The safety rules run first: an unsafe snippet never reaches the pipeline.
+    outcome = handler.handle("wordloom://expand?abbr=;clip");
+    EXPECT_EQ(outcome.kind, Kind::rejected);
+    EXPECT_EQ(handed.size(), 1u);
+    // A pipeline that cannot expand now (paused) turns the link down with its reason.
+    refusal = "Expansion is paused";
+    outcome = handler.handle("wordloom://expand?abbr=;greet");
+    EXPECT_EQ(outcome.kind, Kind::rejected);
+    EXPECT_EQ(outcome.message, "Expansion is paused");
+    EXPECT_EQ(std::get<2>(handed.back()), false);
 }
 
 }  // namespace
