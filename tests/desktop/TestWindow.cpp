@@ -5,7 +5,8 @@
 //                                               change, its caret to OUTPUT.caret
 //   wordloom-test-window rich OUTPUT            a rich-text editor: writes its plain text to
 //                                               OUTPUT, and each format a paste offered to
-//                                               OUTPUT.pasted/<hex type>
+//                                               OUTPUT.pasted/<hex type> (the folder appears
+//                                               complete, after the paste is inserted)
 //   wordloom-test-window copy TYPE FILE ...     owns the clipboard with those formats until killed
 //   wordloom-test-window read FOLDER            writes each clipboard format to FOLDER/<hex type>
 //   wordloom-test-window screenshot FILE        saves the whole screen as a PNG
@@ -52,18 +53,33 @@ int runEditor(QApplication& application, const QString& output) {
 }
 
 /// Accepts what a paste offers, as a word processor would, and keeps a copy of each format.
+/// Every format is fetched in one run, then the paste inserted from the clipboard itself, and
+/// only then are the copies written: writing between fetches would make this a far slower
+/// paster than any real one. The copies appear all at once (a folder renamed into place), so
+/// a reader never sees some formats and not others.
 class RecordingEditor final : public QTextEdit {
   public:
     explicit RecordingEditor(QString folder) : folder_(std::move(folder)) {}
 
   protected:
     void insertFromMimeData(const QMimeData* source) override {
-        QDir(folder_).removeRecursively();
-        QDir().mkpath(folder_);
+        QList<QPair<QString, QByteArray>> formats;
         for (const QString& type : source->formats()) {
-            save(folder_ + "/" + QString::fromLatin1(type.toUtf8().toHex()), source->data(type));
+            formats.append({type, source->data(type)});
         }
         QTextEdit::insertFromMimeData(source);
+
+        const QString staging = folder_ + ".partial";
+        QDir(staging).removeRecursively();
+        QDir(folder_).removeRecursively();
+        QDir().mkpath(staging);
+        for (const auto& [type, bytes] : formats) {
+            QFile file(staging + "/" + QString::fromLatin1(type.toUtf8().toHex()));
+            if (file.open(QIODevice::WriteOnly)) {
+                file.write(bytes);
+            }
+        }
+        QDir().rename(staging, folder_);
     }
 
   private:

@@ -34,11 +34,17 @@ const char* selectionName(PasteboardSelection selection) {
     return selection == PasteboardSelection::clipboard ? "CLIPBOARD" : "PRIMARY";
 }
 
-/// Our contents as Qt serves them to other applications: notes every read.
+/// Our contents as Qt serves them to other applications: notes every request. Qt answers a
+/// TARGETS request from formats() and a format request from retrieveData().
 class TrackedMimeData final : public QMimeData {
   public:
     explicit TrackedMimeData(std::shared_ptr<X11Pasteboard::ReadTracker> tracker)
         : tracker_(std::move(tracker)) {}
+
+    QStringList formats() const override {
+        tracker_->noteRequest(steadyNanoseconds());
+        return QMimeData::formats();
+    }
 
   protected:
     QVariant retrieveData(const QString& type, QMetaType preferred) const override {
@@ -54,17 +60,24 @@ class TrackedMimeData final : public QMimeData {
 
 void X11Pasteboard::ReadTracker::reset() {
     std::lock_guard lock(mutex_);
-    lastRead_.reset();
+    read_ = false;
+    lastRequest_.reset();
+}
+
+void X11Pasteboard::ReadTracker::noteRequest(std::int64_t steadyTime) {
+    std::lock_guard lock(mutex_);
+    lastRequest_ = steadyTime;
 }
 
 void X11Pasteboard::ReadTracker::noteRead(std::int64_t steadyTime) {
     std::lock_guard lock(mutex_);
-    lastRead_ = steadyTime;
+    read_ = true;
+    lastRequest_ = steadyTime;
 }
 
 std::optional<std::int64_t> X11Pasteboard::ReadTracker::lastRead() const {
     std::lock_guard lock(mutex_);
-    return lastRead_;
+    return read_ ? lastRequest_ : std::nullopt;
 }
 
 X11Pasteboard::X11Pasteboard(X11SelectionReader::Limits readLimits) : readLimits_(readLimits) {
@@ -147,7 +160,6 @@ std::optional<PasteboardSnapshot> X11Pasteboard::snapshot(PasteboardSelection se
 std::uint64_t X11Pasteboard::write(PasteboardSelection selection,
                                    const std::vector<PasteboardItem>& items) {
     const auto index = indexOf(selection);
-    reads_->reset();
     if (items.empty()) {
         QGuiApplication::clipboard()->clear(modeOf(selection));
     } else {
@@ -158,6 +170,9 @@ std::uint64_t X11Pasteboard::write(PasteboardSelection selection,
         }
         QGuiApplication::clipboard()->setMimeData(data, modeOf(selection));
     }
+    // After handing the data to Qt, whose own look at it is no paste; no other program's
+    // request is served before this returns to the event loop.
+    reads_->reset();
     if (display_ && !broken_) {
         drainOwnerEvents();
         ownWindow_[index].store(items.empty() ? 0

@@ -37,18 +37,25 @@ class X11Pasteboard final : public Pasteboard {
     std::optional<std::string> plainText() override;
     void waitUntilRead(Duration quiet, Duration limit) override;
 
-    /// When the pasting application last read our contents since our last write. One lock
-    /// guards both halves, so a waiter never pairs a fresh read with an old time.
+    /// How the pasting application is getting on with our contents since our last write. A
+    /// paste is a run of requests: the list of formats (TARGETS), one or more formats, often the
+    /// list again before the application inserts. The paste is over once some format was read
+    /// and no request of any kind followed for a while. One lock guards every field, so a
+    /// waiter never pairs a fresh read with an old time.
     class ReadTracker {
       public:
         void reset();
+        /// A request that hands over no contents, such as the list of formats.
+        void noteRequest(std::int64_t steadyTime);
+        /// A format of our contents handed over.
         void noteRead(std::int64_t steadyTime);
-        /// The time of the last read since reset(), if any.
+        /// The time of the latest request of any kind, once a format was read since reset().
         std::optional<std::int64_t> lastRead() const;
 
       private:
         mutable std::mutex mutex_;
-        std::optional<std::int64_t> lastRead_;
+        bool read_ = false;
+        std::optional<std::int64_t> lastRequest_;
     };
 
   private:

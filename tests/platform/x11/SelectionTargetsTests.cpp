@@ -54,5 +54,20 @@ TEST(SelectionTargetsTests, TheReadTrackerNeverPairsANewReadWithAnOldTime) {
     EXPECT_EQ(tracker.lastRead(), 200);
 }
 
+TEST(SelectionTargetsTests, EveryRequestOfAPasteKeepsItGoingOnceAFormatWasRead) {
+    X11Pasteboard::ReadTracker tracker;
+    // Asking for the list of formats alone is no paste yet: the wait goes on for a format.
+    tracker.noteRequest(100);
+    EXPECT_FALSE(tracker.lastRead());
+    tracker.noteRead(150);
+    EXPECT_EQ(tracker.lastRead(), 150);
+    // The paster asks for the list again before inserting: its paste is not over.
+    tracker.noteRequest(400);
+    EXPECT_EQ(tracker.lastRead(), 400);
+    tracker.reset();
+    tracker.noteRequest(500);
+    EXPECT_FALSE(tracker.lastRead());
+}
+
 }  // namespace
 }  // namespace wordloom
