@@ -420,7 +420,15 @@ std::optional<std::string> LibraryWindow::present(const std::string& snippet) {
         const auto id = Uuid::parse(snippet);
         const Snippet* found = id ? services_.snippets.snippet(*id) : nullptr;
         if (!found) {
-            const auto named = services_.snippets.snippetsWithAbbreviation(snippet);
+            auto named = services_.snippets.snippetsWithAbbreviation(snippet);
+            if (named.empty()) {
+                // Not among the live snippets: perhaps in Recently Deleted.
+                for (const auto& held : services_.snippets.snippets()) {
+                    if (held.isDeleted() && held.abbreviation == snippet) {
+                        named.push_back(&held);
+                    }
+                }
+            }
             if (named.size() == 1) {
                 found = named.front();
             } else if (named.size() > 1) {

@@ -170,7 +170,8 @@ TEST_F(LibraryWindowTest, DeleteMovesToRecentlyDeletedAndPutBackRestores) {
 
     // Asking for a deleted snippet shows it where it is.
     EXPECT_FALSE(window->present(";addr").has_value());
-    EXPECT_TRUE(window->select(sig));
+    EXPECT_FALSE(window->present(";sig").has_value());
+    EXPECT_EQ(window->selectedIds(), std::vector<Uuid>{sig});
     EXPECT_EQ(find<LibraryGroupTree>("groupTree")->currentScope(), LibraryScope::deleted());
     table->setFocus();
     QTest::keyClick(table, Qt::Key_R, Qt::ControlModifier | Qt::ShiftModifier);
