@@ -108,6 +108,8 @@ LibraryWindow::LibraryWindow(LibraryWindowServices services) : services_(std::mo
     table_->horizontalHeader()->setStretchLastSection(true);
     table_->verticalHeader()->hide();
     table_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    // One line of text a row, as lists in the desktop's style are.
+    table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + 6);
     table_->setWordWrap(false);
     table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table_->setDragEnabled(true);
