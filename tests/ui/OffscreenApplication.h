@@ -11,8 +11,10 @@ inline QApplication& offscreenApplication() {
     static char name[] = "ui_tests";
     static char* argv[] = {name, nullptr};
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    static QApplication application(argc, argv);
-    return application;
+    // Never destroyed: tearing Qt down among the program's other static objects at exit
+    // crashes, and the process ends right after anyway.
+    static QApplication* application = new QApplication(argc, argv);
+    return *application;
 }
 
 }  // namespace wordloom::test
