@@ -4,7 +4,7 @@ _wordloom() {
     local cur prev words cword
     _init_completion || return
     local commands="add backup complete copy duplicate edit empty-trash eval expand expand-now
-        group help list parse quick-create quick-search remove restore-backup settings shortcut
+        group help library list parse quick-create quick-search remove restore-backup settings shortcut
         show start sync type undelete versions"
     commands="$commands open-url"
     local command="" data=() i
@@ -28,7 +28,7 @@ _wordloom() {
         --content-file|--image|-o|--data-dir) _filedir; return ;;
     esac
     case $command in
-        show|edit|remove|undelete|duplicate|versions|expand|expand-now|copy)
+        show|edit|remove|undelete|duplicate|versions|expand|expand-now|copy|library)
             if [[ $cur == -* ]]; then
                 COMPREPLY=($(compgen -W "--json --label --content --content-file --type --group --trigger --case --match --tag --image --hotkey --force --permanent" -- "$cur"))
             else

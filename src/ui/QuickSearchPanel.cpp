@@ -130,7 +130,8 @@ QuickSearchPanel::QuickSearchPanel(Actions actions)
     status_ = new QLabel();
     status_->setObjectName("status");
     status_->setForegroundRole(QPalette::PlaceholderText);
-    status_->setText("Enter expands \u00b7 Ctrl+Enter copies \u00b7 Esc closes");
+    status_->setText(
+        "Enter expands \u00b7 Ctrl+Enter copies \u00b7 Ctrl+E edits \u00b7 Esc closes");
     layout->addWidget(status_);
 
     query_->installEventFilter(this);
@@ -187,9 +188,10 @@ void QuickSearchPanel::search() {
     if (!hits_.empty()) {
         results_->setCurrentRow(0);
     }
-    status_->setText(hits_.empty() && !query_->text().isEmpty()
-                         ? "No snippet matches \u201c" + query_->text() + "\u201d."
-                         : "Enter expands \u00b7 Ctrl+Enter copies \u00b7 Esc closes");
+    status_->setText(
+        hits_.empty() && !query_->text().isEmpty()
+            ? "No snippet matches \u201c" + query_->text() + "\u201d."
+            : "Enter expands \u00b7 Ctrl+Enter copies \u00b7 Ctrl+E edits \u00b7 Esc closes");
 }
 
 void QuickSearchPanel::moveSelection(int step) {
@@ -207,7 +209,9 @@ bool QuickSearchPanel::eventFilter(QObject* watched, QEvent* event) {
         const int key = static_cast<QKeyEvent*>(event)->key();
         if (key == Qt::Key_Escape || key == Qt::Key_Return || key == Qt::Key_Enter ||
             key == Qt::Key_Up || key == Qt::Key_Down || key == Qt::Key_PageUp ||
-            key == Qt::Key_PageDown) {
+            key == Qt::Key_PageDown ||
+            (key == Qt::Key_E &&
+             static_cast<QKeyEvent*>(event)->modifiers() & Qt::ControlModifier)) {
             keyPressEvent(static_cast<QKeyEvent*>(event));
             return true;
         }
@@ -235,6 +239,13 @@ void QuickSearchPanel::keyPressEvent(QKeyEvent* event) {
             return;
         case Qt::Key_PageUp:
             moveSelection(-8);
+            return;
+        case Qt::Key_E:
+            if (event->modifiers() & Qt::ControlModifier) {
+                openInLibrary();
+                return;
+            }
+            QWidget::keyPressEvent(event);
             return;
         default:
             QWidget::keyPressEvent(event);
@@ -270,6 +281,16 @@ void QuickSearchPanel::choose(bool copy) {
     if (action) {
         action(id);
     }
+}
+
+void QuickSearchPanel::openInLibrary() {
+    const int row = results_->currentRow();
+    if (row < 0 || row >= static_cast<int>(hits_.size()) || !actions_.openInLibrary) {
+        return;
+    }
+    const Uuid id = hits_[static_cast<std::size_t>(row)].id;
+    hide();
+    actions_.openInLibrary(id);
 }
 
 void QuickSearchPanel::dismiss() {

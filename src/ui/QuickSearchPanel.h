@@ -25,6 +25,8 @@ class QuickSearchPanel final : public QWidget {
         /// After the panel has hidden: expand or copy the chosen snippet.
         std::function<void(const Uuid&)> expand;
         std::function<void(const Uuid&)> copy;
+        /// Ctrl+E: the chosen snippet in the library window (the keyboard goes there).
+        std::function<void(const Uuid&)> openInLibrary;
         /// After the panel has hidden without a choice (Escape).
         std::function<void()> dismissed;
         /// Whenever the panel hides, for whatever reason.
@@ -48,6 +50,7 @@ class QuickSearchPanel final : public QWidget {
     void search();
     void choose(bool copy);
     void dismiss();
+    void openInLibrary();
     void moveSelection(int step);
 
     Actions actions_;

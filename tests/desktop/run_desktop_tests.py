@@ -478,19 +478,22 @@ def active_window_name(desktop):
 sys.modules.setdefault("run_desktop_tests", sys.modules[__name__])
 from helper_tests import PlainLibraryHelperTests, ScriptLibraryHelperTests  # noqa: E402
 from shell_tests import make_shell_tests  # noqa: E402
+from library_tests import make_library_tests  # noqa: E402
 from hotkey_tests import HotkeyTests  # noqa: E402
 from quit_tests import QuitTests  # noqa: E402
 from link_tests import LinkTests  # noqa: E402
 
 ShellTests, NoTrayTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom,
                                            active_window_name)
+LibraryWindowTests = make_library_tests(DesktopTestCase, OPTIONS, active_window_name)
 
 SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTests],
           "robustness": [RobustnessTests, QuitTests],
           "helpers": [PlainLibraryHelperTests, ScriptLibraryHelperTests],
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
           "shell": [ShellTests, NoTrayTests], "hotkeys": [HotkeyTests],
-          "links": [LinkTests]}
+          "links": [LinkTests],
+          "library": [LibraryWindowTests]}
 
 
 def main():

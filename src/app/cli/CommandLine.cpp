@@ -11,6 +11,7 @@
 #include "app/cli/DetectionCommands.h"
 #include "app/cli/GroupCommands.h"
 #include "app/cli/LibraryCommands.h"
+#include "app/cli/LibraryWindowCommand.h"
 #include "app/cli/MacroCommands.h"
 #include "app/cli/OpenUrlCommand.h"
 #include "app/cli/PanelCommands.h"
@@ -35,6 +36,7 @@ CommandRegistry makeRegistry() {
     registerStartCommand(registry);
     registerRequestCommands(registry);
     registerPanelCommands(registry);
+    registerLibraryWindowCommand(registry);
     registerDetectionCommands(registry);
     registerSyncCommands(registry);
     registerShortcutCommands(registry);

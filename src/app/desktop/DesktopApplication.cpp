@@ -25,6 +25,7 @@
 #include "core/expansion/SnippetCache.h"
 #include "core/expansion/StoreDetectionSources.h"
 #include "core/expansion/TextInserter.h"
+#include "core/library/LibraryBackup.h"
 #include "core/library/LibraryStatistics.h"
 #include "core/library/PersistenceService.h"
 #include "core/library/SettingsStore.h"
@@ -52,6 +53,7 @@
 #include "platform/x11/X11WindowFocus.h"
 #include "ui/ExpansionNotificationWindow.h"
 #include "ui/FillInFormWindow.h"
+#include "ui/LibraryWindow.h"
 #include "ui/StatisticsWindow.h"
 
 namespace wordloom {
@@ -226,10 +228,35 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
         statistics->activateWindow();
     });
 
+    // The library window, built when first opened and kept, so that edits it could not save
+    // yet are still there when it comes back.
+    std::unique_ptr<LibraryWindow> libraryWindow;
+    shell.setLibraryOpener([&](const std::string& snippet) -> std::optional<std::string> {
+        if (!libraryWindow) {
+            LibraryWindowServices services{executor, snippetStore, versions, settingsStore,
+                                           defaults, nullptr,      nullptr};
+            services.makeBackup = [&](const std::string& file) {
+                return makeLibraryBackup(persistence, snippetStore, settingsStore, images, file);
+            };
+            services.restoreBackup = [&](const std::string& file) {
+                return restoreLibraryBackup(persistence, snippetStore, settingsStore, file,
+                                            executor.now());
+            };
+            libraryWindow = std::make_unique<LibraryWindow>(std::move(services));
+        }
+        return libraryWindow->present(snippet);
+    });
+
     // A library load or change allocates copies of the whole library for a moment.
     MemoryTrimmer trimmer(executor, std::chrono::seconds(5));
     // wordloom:// links, handed over by `wordloom open-url` (the desktop entry's handler).
     DesktopLinks links(snippetStore, settingsStore, engine, shell, accessibility);
+    // A link that names a snippet shows it in the library window.
+    const auto linkedSnippets = links.selectSnippetFromURL.subscribe([&shell](const Uuid& id) {
+        if (const auto refused = shell.openLibrary(id.toString())) {
+            shell.tellUser(*refused);
+        }
+    });
     // `wordloom expand-now` and `wordloom copy`, typed or bound to a desktop shortcut.
     const char* display = std::getenv("DISPLAY");
     RequestListener requests(
@@ -322,6 +349,7 @@ int runDesktopApplication(const DesktopLocation& location, int argc, char** argv
     engine.stopForQuit();
     inserter.stopSoon();
     scripts.cancelAll();
+    libraryWindow.reset();  // saves what its editor holds
     snippetStore.flush();
     settingsStore.flush();
     versions.flush();

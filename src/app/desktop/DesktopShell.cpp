@@ -96,7 +96,8 @@ void DesktopShell::start() {
         }
         logger_.error(
             "The desktop has no system tray, so Wordloom shows no icon. Open its windows with "
-            "\u201cwordloom quick-search\u201d and \u201cwordloom quick-create\u201d.");
+            "\u201cwordloom library\u201d, \u201cwordloom quick-search\u201d and "
+            "\u201cwordloom quick-create\u201d.");
         if (!onboarding_ || !onboarding_->isVisible()) {
             openOnboarding(false);
         }
@@ -114,9 +115,9 @@ void DesktopShell::buildTray() {
     QObject::connect(quickSearchAction_, &QAction::triggered, [this] { openQuickSearch({}); });
     QObject::connect(menu_->addAction("&New Snippet\u2026"), &QAction::triggered,
                      [this] { openQuickCreate({}); });
-    auto* library = menu_->addAction("Open &Library\u2026");
-    library->setEnabled(false);
-    library->setToolTip("The library window is not part of Wordloom yet.");
+    libraryAction_ = menu_->addAction("Open &Library\u2026");
+    libraryAction_->setEnabled(static_cast<bool>(openLibrary_));
+    QObject::connect(libraryAction_, &QAction::triggered, [this] { openLibrary({}); });
     clipboardHistoryAction_ = menu_->addAction("&Clipboard History\u2026");
     clipboardHistoryAction_->setEnabled(static_cast<bool>(openClipboardHistory_));
     QObject::connect(clipboardHistoryAction_, &QAction::triggered, [this] {
@@ -318,8 +319,27 @@ void DesktopShell::tellUser(const std::string& message) {
     }
 }
 
+void DesktopShell::setLibraryOpener(
+    std::function<std::optional<std::string>(const std::string&)> open) {
+    openLibrary_ = std::move(open);
+    if (libraryAction_) {
+        libraryAction_->setEnabled(static_cast<bool>(openLibrary_));
+    }
+}
+
+std::optional<std::string> DesktopShell::openLibrary(const std::string& snippet) {
+    if (!openLibrary_) {
+        return std::string("The library window is not available.");
+    }
+    return openLibrary_(snippet);
+}
+
 std::optional<std::string> DesktopShell::handleRequest(const std::string& command,
                                                        const std::vector<std::string>& arguments) {
+    if (command == "library") {
+        return openLibrary(arguments.empty() ? std::string() : arguments.front())
+            .value_or(std::string());
+    }
     if (command == "quick-search") {
         openQuickSearch(arguments.empty() ? std::string() : arguments.front());
         return std::string();
@@ -388,6 +408,7 @@ void DesktopShell::openQuickSearch(const std::string& query) {
                 services_.engine.expandOnRequest(*snippet);
             });
         };
+        actions.openInLibrary = [this](const Uuid& id) { openLibrary(id.toString()); };
         actions.copy = [this](const Uuid& id) {
             giveFocusBack([this, id] {
                 if (const auto* snippet = services_.snippets.snippet(id)) {

@@ -72,6 +72,11 @@ class DesktopShell {
     void setClipboardHistoryOpener(std::function<void()> open);
     /// Plugs in the statistics window: enables its menu entry.
     void setStatisticsOpener(std::function<void()> open);
+    /// Plugs in the library window: `open` brings it forward with a snippet (id or
+    /// abbreviation, or none) chosen, and says why not when that snippet isn't there.
+    void setLibraryOpener(std::function<std::optional<std::string>(const std::string&)> open);
+    /// Opens the library window (`wordloom library`, the tray, Ctrl+E in quick search).
+    std::optional<std::string> openLibrary(const std::string& snippet);
 
     /// Opens the clipboard history window; false while none is plugged in.
     bool openClipboardHistory();
@@ -104,12 +109,14 @@ class DesktopShell {
     int shownState_ = -1;  // the TrayState the icon shows
     std::function<void()> openClipboardHistory_;
     std::function<void()> openStatistics_;
+    std::function<std::optional<std::string>(const std::string&)> openLibrary_;
 
     std::unique_ptr<QSystemTrayIcon> tray_;
     std::unique_ptr<QMenu> menu_;
     QAction* quickSearchAction_ = nullptr;
     QAction* clipboardHistoryAction_ = nullptr;
     QAction* statisticsAction_ = nullptr;
+    QAction* libraryAction_ = nullptr;
     QAction* pauseAction_ = nullptr;
     QAction* stateAction_ = nullptr;
 

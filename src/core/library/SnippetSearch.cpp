@@ -159,11 +159,12 @@ std::string SnippetSearch::fold(std::string_view text) {
     return result;
 }
 
-void SnippetSearch::rebuild(const std::vector<Snippet>& snippets, const GroupName& groupName) {
+void SnippetSearch::rebuild(const std::vector<Snippet>& snippets, const GroupName& groupName,
+                            bool includeDisabled) {
     entries_.clear();
     entries_.reserve(snippets.size());
     for (const auto& snippet : snippets) {
-        if (snippet.isDeleted() || !snippet.isEnabled) {
+        if (snippet.isDeleted() || (!snippet.isEnabled && !includeDisabled)) {
             continue;
         }
         Entry entry;

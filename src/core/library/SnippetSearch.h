@@ -36,7 +36,9 @@ class SnippetSearch {
     /// The name of a snippet's group, or empty.
     using GroupName = std::function<std::string(const std::optional<Uuid>&)>;
 
-    void rebuild(const std::vector<Snippet>& snippets, const GroupName& groupName);
+    /// Disabled snippets are left out unless `includeDisabled` (the library window lists them).
+    void rebuild(const std::vector<Snippet>& snippets, const GroupName& groupName,
+                 bool includeDisabled = false);
 
     /// At most `limit` hits for `query`; an empty query lists the most used snippets.
     std::vector<SnippetSearchHit> search(std::string_view query, std::size_t limit) const;

@@ -1,0 +1,2 @@
+find_package(Qt6 REQUIRED COMPONENTS Widgets)
+wordloom_benchmark(library_window_bench library_window_bench.cpp DEPS wordloom_ui)
