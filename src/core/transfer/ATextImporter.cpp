@@ -42,7 +42,8 @@ ImportDocument ATextImporter::importBytes(std::string_view bytes, const std::str
     if (isPlist) {
         PropertyList list(bytes, fileName);
         if (!list.root().isArray()) {
-            throw ImportError("\u201c" + fileName + "\u201d is not an aText export: its top level "
+            throw ImportError("\u201c" + fileName +
+                              "\u201d is not an aText export: its top level "
                               "is not a list.");
         }
         for (const auto& entry : list.root().elements()) {
@@ -60,8 +61,9 @@ ImportDocument ATextImporter::importBytes(std::string_view bytes, const std::str
             continue;
         }
         if (row.size() > 2) {
-            document.notes.count("lines of the CSV file have more than two columns; the extra "
-                                 "ones were ignored");
+            document.notes.count(
+                "lines of the CSV file have more than two columns; the extra "
+                "ones were ignored");
         }
         add(std::move(row[0]), std::move(row[1]));
     }

@@ -25,17 +25,19 @@ struct ZipCloser {
 std::string readEntry(zip_t* archive, zip_uint64_t index, zip_uint64_t size,
                       const std::string& fileName) {
     std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> file(zip_fopen_index(archive, index, 0),
-                                                          zip_fclose);
+                                                           zip_fclose);
     if (!file) {
-        throw ImportError("\u201c" + fileName + "\u201d is a damaged archive: " +
-                          zip_strerror(archive));
+        throw ImportError("\u201c" + fileName +
+                          "\u201d is a damaged archive: " + zip_strerror(archive));
     }
     std::string bytes(static_cast<std::size_t>(size), '\0');
     zip_int64_t done = 0;
     while (static_cast<zip_uint64_t>(done) < size) {
-        const auto n = zip_fread(file.get(), bytes.data() + done, size - static_cast<zip_uint64_t>(done));
+        const auto n =
+            zip_fread(file.get(), bytes.data() + done, size - static_cast<zip_uint64_t>(done));
         if (n < 0) {
-            throw ImportError("\u201c" + fileName + "\u201d is a damaged archive: an entry cannot "
+            throw ImportError("\u201c" + fileName +
+                              "\u201d is a damaged archive: an entry cannot "
                               "be unpacked.");
         }
         if (n == 0) {
@@ -81,31 +83,40 @@ std::string AlfredImporter::convertPlaceholders(std::string_view text, std::stri
         const auto name = text.substr(open + 1, nameEnd - open - 1);
         auto rest = text.substr(nameEnd, close - nameEnd);  // " +1d:fmt", ":arg", ".upper"
         // Modifiers (".uppercase", ".trim") chained at the end have no counterpart.
-        if (const auto dot = rest.find('.'); dot != std::string_view::npos &&
-                                             rest.find(':') == std::string_view::npos) {
-            kinds.insert("snippets apply Alfred modifiers (uppercase, trim, ...), which were "
-                         "dropped");
+        bool hasModifiers = false;
+        if (const auto dot = rest.find('.');
+            dot != std::string_view::npos && rest.find(':') == std::string_view::npos) {
+            hasModifiers = true;
             rest = rest.substr(0, dot);
         }
         std::string offset;
-        if (!rest.empty() && rest.front() == ' ' && (name == "date" || name == "time" ||
-                                                     name == "datetime")) {
+        if (!rest.empty() && rest.front() == ' ' &&
+            (name == "date" || name == "time" || name == "datetime")) {
             // "{date +1d:format}": one signed term; units d w M y h m as our d w m y H M.
             const auto colon = rest.find(':');
-            const auto term = rest.substr(1, colon == std::string_view::npos ? rest.npos : colon - 1);
+            const auto term =
+                rest.substr(1, colon == std::string_view::npos ? rest.npos : colon - 1);
             std::string converted;
             if (term.size() >= 3 && (term[0] == '+' || term[0] == '-')) {
                 const char unit = term.back();
                 const auto digits = term.substr(1, term.size() - 2);
-                const bool numeric = digits.find_first_not_of("0123456789") == std::string_view::npos;
-                const std::string_view ours = unit == 'd' ? "d" : unit == 'w' ? "w" : unit == 'M' ? "m" : unit == 'y' ? "y" : unit == 'h' ? "H" : unit == 'm' ? "M" : "";
+                const bool numeric =
+                    digits.find_first_not_of("0123456789") == std::string_view::npos;
+                const std::string_view ours = unit == 'd'   ? "d"
+                                              : unit == 'w' ? "w"
+                                              : unit == 'M' ? "m"
+                                              : unit == 'y' ? "y"
+                                              : unit == 'h' ? "H"
+                                              : unit == 'm' ? "M"
+                                                            : "";
                 if (numeric && !ours.empty()) {
                     converted = std::string(1, term[0]) + std::string(digits) + std::string(ours);
                 }
             }
             if (converted.empty()) {
-                kinds.insert("snippets shift dates in a way Wordloom cannot; the date is not "
-                             "shifted");
+                kinds.insert(
+                    "snippets shift dates in a way Wordloom cannot; the date is not "
+                    "shifted");
             }
             offset = converted;
             rest = colon == std::string_view::npos ? std::string_view() : rest.substr(colon);
@@ -120,20 +131,24 @@ std::string AlfredImporter::convertPlaceholders(std::string_view text, std::stri
         std::optional<std::string> macro;
         if (name == "clipboard") {
             if (argument && *argument != "0") {
-                kinds.insert("snippets insert older clipboard entries; the current clipboard is "
-                             "used");
+                kinds.insert(
+                    "snippets insert older clipboard entries; the current clipboard is "
+                    "used");
             }
             macro = "{{clipboard}}";
         } else if (name == "cursor" && !argument) {
             macro = "{{cursor}}";
         } else if (name == "date" || name == "time" || name == "datetime") {
-            const std::string keyword = !offset.empty() ? "date" : name == "datetime" ? "now" : std::string(name);
+            const std::string keyword = !offset.empty()      ? "date"
+                                        : name == "datetime" ? "now"
+                                                             : std::string(name);
             std::string format = argument ? std::string(*argument) : "";
             if (!offset.empty() && format.empty()) {
                 format = name == "time" ? "HH:mm" : name == "datetime" ? "yyyy-MM-dd HH:mm" : "";
             } else if (!offset.empty() && isDateStyle(format)) {
-                kinds.insert("snippets shift a date shown in a named style; Wordloom shows it "
-                             "in the style's pattern-free form");
+                kinds.insert(
+                    "snippets shift a date shown in a named style; Wordloom shows it "
+                    "in the style's pattern-free form");
             }
             macro = "{{" + keyword + offset + (format.empty() ? "" : ":" + format) + "}}";
         } else if (name == "random" && argument) {
@@ -143,8 +158,9 @@ std::string AlfredImporter::convertPlaceholders(std::string_view text, std::stri
                 macro = "{{random:" + std::string(argument->substr(0, dots)) + "-" +
                         std::string(argument->substr(dots + 2)) + "}}";
             } else {
-                kinds.insert("snippets pick a random text, which Wordloom has no macro for, "
-                             "kept as text");
+                kinds.insert(
+                    "snippets pick a random text, which Wordloom has no macro for, "
+                    "kept as text");
             }
         } else if (name == "snippet" && argument) {
             macro = "{{snippet:" + std::string(prefix) + std::string(*argument) +
@@ -153,6 +169,11 @@ std::string AlfredImporter::convertPlaceholders(std::string_view text, std::stri
             kinds.insert("snippets use Alfred workflow placeholders, kept as text");
         }
         if (macro) {
+            if (hasModifiers) {
+                kinds.insert(
+                    "snippets apply Alfred modifiers (uppercase, trim, ...), which were "
+                    "dropped");
+            }
             out += *macro;
             i = close + 1;
         } else {
@@ -208,12 +229,15 @@ ImportDocument AlfredImporter::importBytes(std::string_view bytes, const std::st
             continue;
         }
         if (stat.size > fileSizeLimit::snippetPart) {
-            throw ImportError("\u201c" + fileName + "\u201d holds an entry larger than one "
-                              "snippet may be (" + name + ").");
+            throw ImportError("\u201c" + fileName +
+                              "\u201d holds an entry larger than one "
+                              "snippet may be (" +
+                              name + ").");
         }
         total += stat.size;
         if (total > kMaxUnpackedBytes) {
-            throw ImportError("\u201c" + fileName + "\u201d unpacks to more than an import may "
+            throw ImportError("\u201c" + fileName +
+                              "\u201d unpacks to more than an import may "
                               "hold.");
         }
         Entry entry{static_cast<zip_uint64_t>(index), stat.size, name};
@@ -224,6 +248,9 @@ ImportDocument AlfredImporter::importBytes(std::string_view bytes, const std::st
         }
     }
 
+    if (snippetEntries.empty()) {
+        throw ImportError("\u201c" + fileName + "\u201d holds no Alfred snippets.");
+    }
     std::string prefix;
     std::string suffix;
     if (info) {
@@ -277,7 +304,8 @@ ImportDocument AlfredImporter::importBytes(std::string_view bytes, const std::st
         // bare prefix.
         snippet.abbreviation = keyword && !keyword->empty() ? prefix + *keyword + suffix : "";
         snippet.label = string("name").value_or("");
-        snippet.content = convertPlaceholders(string("snippet").value_or(""), prefix, suffix, kinds);
+        snippet.content =
+            convertPlaceholders(string("snippet").value_or(""), prefix, suffix, kinds);
         if (auto uid = string("uid")) {
             snippet.originalId = *uid;
             if (const auto parsed = Uuid::parse(*uid)) {

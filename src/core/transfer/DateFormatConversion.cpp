@@ -7,7 +7,9 @@
 namespace wordloom {
 namespace {
 
-bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isAsciiLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
 
 // Codes after "%" (a "-" or "1" before the letter means "no padding").
 std::optional<std::string_view> patternForCode(char code, bool unpadded) {
@@ -17,12 +19,28 @@ std::optional<std::string_view> patternForCode(char code, bool unpadded) {
         std::string_view plain;
     };
     static constexpr std::array<Entry, 22> table{{
-        {'Y', "yyyy", "y"},   {'y', "yy", "yy"},    {'B', "MMMM", "MMMM"}, {'b', "MMM", "MMM"},
-        {'h', "MMM", "MMM"},  {'m', "MM", "M"},     {'d', "dd", "d"},      {'e', "d", "d"},
-        {'A', "EEEE", "EEEE"}, {'a', "EEE", "EEE"}, {'H', "HH", "H"},      {'k', "H", "H"},
-        {'I', "hh", "h"},     {'l', "h", "h"},      {'M', "mm", "m"},      {'S', "ss", "s"},
-        {'p', "a", "a"},      {'Z', "zzz", "zzz"},  {'z', "Z", "Z"},       {'j', "DDD", "D"},
-        {'F', "yyyy-MM-dd", "yyyy-MM-dd"}, {'T', "HH:mm:ss", "HH:mm:ss"},
+        {'Y', "yyyy", "y"},
+        {'y', "yy", "yy"},
+        {'B', "MMMM", "MMMM"},
+        {'b', "MMM", "MMM"},
+        {'h', "MMM", "MMM"},
+        {'m', "MM", "M"},
+        {'d', "dd", "d"},
+        {'e', "d", "d"},
+        {'A', "EEEE", "EEEE"},
+        {'a', "EEE", "EEE"},
+        {'H', "HH", "H"},
+        {'k', "H", "H"},
+        {'I', "hh", "h"},
+        {'l', "h", "h"},
+        {'M', "mm", "m"},
+        {'S', "ss", "s"},
+        {'p', "a", "a"},
+        {'Z', "zzz", "zzz"},
+        {'z', "Z", "Z"},
+        {'j', "DDD", "D"},
+        {'F', "yyyy-MM-dd", "yyyy-MM-dd"},
+        {'T', "HH:mm:ss", "HH:mm:ss"},
     }};
     for (const auto& entry : table) {
         if (entry.code == code) {

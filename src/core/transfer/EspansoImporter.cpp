@@ -22,6 +22,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* kUndefinedVariable =
+    "snippets refer to espanso variables that are not defined, kept as text";
+
 // Files followed through `imports` and `includes`; a longer chain is a mistake or a trap.
 constexpr std::size_t kMaxMatchFiles = 10'000;
 
@@ -128,8 +131,7 @@ std::vector<std::string> choiceValues(const YAML::Node& values, std::set<std::st
 }
 
 bool isWordCharacter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '_';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
 // "name" or "name.field" with word characters only: a reference espanso resolves.
@@ -234,8 +236,7 @@ class MatchConverter {
                         std::string_view written) {
         const auto it = variables_.find(name);
         if (it == variables_.end()) {
-            kinds_.insert("snippets refer to espanso variables that are not defined (or to "
-                          "regex captures), kept as text");
+            kinds_.insert(kUndefinedVariable);
             return std::string(written);
         }
         const auto& variable = it->second;
@@ -284,8 +285,8 @@ class MatchConverter {
         std::set<std::string> unsupported;
         const auto format = scalarAt(params, "format");
         // espanso writes RFC 2822 when no format is given.
-        const std::string pattern = format ? strftimeToDatePattern(*format, unsupported)
-                                           : "EEE, dd MMM yyyy HH:mm:ss Z";
+        const std::string pattern =
+            format ? strftimeToDatePattern(*format, unsupported) : "EEE, dd MMM yyyy HH:mm:ss Z";
         if (!unsupported.empty()) {
             kinds_.insert("snippets use date codes Wordloom has no pattern for, kept as text");
         }
@@ -299,8 +300,9 @@ class MatchConverter {
             if (auto converted = dateOffsetFromSeconds(value)) {
                 offset = *converted;
             } else {
-                kinds_.insert("snippets use a date offset that is no whole number of minutes; "
-                              "the date is not shifted");
+                kinds_.insert(
+                    "snippets use a date offset that is no whole number of minutes; "
+                    "the date is not shifted");
             }
         }
         if (scalarAt(params, "locale")) {
@@ -378,8 +380,8 @@ YAML::Node withMergeKeys(const YAML::Node& match) {
 bool compilesAsRegex(const std::string& pattern) {
     UErrorCode status = U_ZERO_ERROR;
     UParseError parseError;
-    std::unique_ptr<icu::RegexPattern> compiled(icu::RegexPattern::compile(
-        icu::UnicodeString::fromUTF8(pattern), parseError, status));
+    std::unique_ptr<icu::RegexPattern> compiled(
+        icu::RegexPattern::compile(icu::UnicodeString::fromUTF8(pattern), parseError, status));
     return U_SUCCESS(status) && compiled;
 }
 
@@ -487,9 +489,8 @@ class EspansoReader {
             const auto extra = stringList(root["extra_includes"]);
             includes.insert(includes.end(), extra.begin(), extra.end());
             for (const auto& include : includes) {
-                const fs::path resolved = fs::path(include).is_absolute()
-                                              ? fs::path(include)
-                                              : configFolder / include;
+                const fs::path resolved =
+                    fs::path(include).is_absolute() ? fs::path(include) : configFolder / include;
                 if (include.find('*') != std::string::npos || !fs::exists(resolved)) {
                     continue;
                 }
@@ -603,8 +604,9 @@ class EspansoReader {
             snippet.content = MatchConverter(variables, kinds).convert(withFields);
         } else if (auto image = scalarAt(match, "image_path")) {
             if (!readImage(*image, snippet)) {
-                document_.notes.count("espanso image matches point at a picture that cannot be "
-                                      "read and were skipped");
+                document_.notes.count(
+                    "espanso image matches point at a picture that cannot be "
+                    "read and were skipped");
                 return;
             }
         } else {
@@ -621,12 +623,14 @@ class EspansoReader {
         snippet.caseSensitivity = boolAt(match, "propagate_case") ? CaseSensitivity::autoDetect
                                                                   : CaseSensitivity::sensitive;
         if (scalarAt(match, "uppercase_style").value_or("uppercase") != "uppercase") {
-            kinds.insert("snippets ask for an espanso uppercase style; Wordloom's smart case "
-                         "is used");
+            kinds.insert(
+                "snippets ask for an espanso uppercase style; Wordloom's smart case "
+                "is used");
         }
         if (boolAt(match, "left_word") && !boolAt(match, "word")) {
-            kinds.insert("snippets need a word boundary only before the trigger; they expand "
-                         "at once");
+            kinds.insert(
+                "snippets need a word boundary only before the trigger; they expand "
+                "at once");
         }
         if (file.onlyInApplication) {
             snippet.appFilterMode = AppFilterMode::whitelist;
@@ -640,6 +644,8 @@ class EspansoReader {
                 return;
             }
             if (triggers.front().find("(?<") != std::string::npos) {
+                // The captures are what the undefined names in the body refer to.
+                kinds.erase(kUndefinedVariable);
                 kinds.insert("snippets use regex capture groups, which Wordloom cannot insert");
             }
         }
@@ -733,7 +739,8 @@ ImportDocument EspansoImporter::importPath(const fs::path& path, Timestamp now) 
         return aBase != bBase ? aBase : a < b;
     });
     if (files.empty() && !isConfigRoot) {
-        throw ImportError("\u201c" + path.string() + "\u201d holds no espanso match files (*.yml).");
+        throw ImportError("\u201c" + path.string() +
+                          "\u201d holds no espanso match files (*.yml).");
     }
     for (const auto& file : files) {
         reader.load(file, reader.groupNameFor(file));

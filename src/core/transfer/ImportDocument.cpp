@@ -5,9 +5,8 @@
 namespace wordloom {
 
 void ImportNotes::count(const std::string& what) {
-    const auto it = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& e) {
-        return e.count > 0 && e.text == what;
-    });
+    const auto it = std::find_if(entries_.begin(), entries_.end(),
+                                 [&](const Entry& e) { return e.count > 0 && e.text == what; });
     if (it != entries_.end()) {
         ++it->count;
     } else {

@@ -18,9 +18,8 @@ enum class ImportFormat {
 };
 
 inline constexpr std::array allImportFormats{
-    ImportFormat::wordloom, ImportFormat::espanso, ImportFormat::textExpander,
-    ImportFormat::alfred,   ImportFormat::raycast, ImportFormat::aText,
-    ImportFormat::typeIt4Me};
+    ImportFormat::wordloom, ImportFormat::espanso, ImportFormat::textExpander, ImportFormat::alfred,
+    ImportFormat::raycast,  ImportFormat::aText,   ImportFormat::typeIt4Me};
 
 /// The name the command line takes: "wordloom", "espanso", "textexpander", "alfred",
 /// "raycast", "atext", "typeit4me".

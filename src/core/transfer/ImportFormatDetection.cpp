@@ -59,7 +59,9 @@ bool looksLikeTwoColumnCsv(std::string_view text) {
         if (c == '"') {
             quoted = !quoted;
         } else if (!quoted && c == ',') {
-            return i > 0;
+            // The first column is an abbreviation: short, and without blanks.
+            const auto first = text.substr(0, i);
+            return i > 0 && i <= 64 && first.find_first_of(" \t") == std::string_view::npos;
         } else if (!quoted && (c == '\n' || c == '\r')) {
             return false;
         }

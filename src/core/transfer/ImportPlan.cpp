@@ -149,8 +149,8 @@ ImportPlan planImport(const std::vector<Snippet>& snippets, const std::vector<Sn
             libraryIndex.emplace(snippets[i].abbreviation, i);
         }
     }
-    std::unordered_map<std::string, std::size_t> addedIndex;     // abbreviation -> added[i]
-    std::unordered_map<Uuid, std::size_t> replacedIndex;         // library id -> replaced[i]
+    std::unordered_map<std::string, std::size_t> addedIndex;  // abbreviation -> added[i]
+    std::unordered_map<Uuid, std::size_t> replacedIndex;      // library id -> replaced[i]
     auto isTaken = [&](const std::string& abbreviation) {
         return libraryIndex.contains(abbreviation) || addedIndex.contains(abbreviation);
     };

@@ -22,7 +22,8 @@ ImportDocument readImport(const std::filesystem::path& path, std::optional<Impor
     const auto chosen = format ? *format : detectImportFormatOfPath(path);
     const bool isFolder = std::filesystem::is_directory(path, ec);
     if (isFolder && chosen != ImportFormat::espanso) {
-        throw ImportError("\u201c" + path.string() + "\u201d is a folder; only espanso imports "
+        throw ImportError("\u201c" + path.string() +
+                          "\u201d is a folder; only espanso imports "
                           "a folder. Name a file.");
     }
     if (chosen == ImportFormat::espanso) {

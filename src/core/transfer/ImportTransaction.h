@@ -17,8 +17,8 @@ class ImportTransaction {
   public:
     ImportTransaction(SnippetStore& store, SnippetImageStore& images);
 
-    /// Stores the pictures of new image snippets as side files, keeps each replaced snippet's state as
-    /// a version ("Before import"), then replaces the snippet and group lists at once. When a
+    /// Stores the pictures of new image snippets as side files, keeps each replaced snippet's state
+    /// as a version ("Before import"), then replaces the snippet and group lists at once. When a
     /// picture cannot be stored nothing is changed and ImportError is thrown.
     void apply(ImportPlan plan);
 

@@ -11,7 +11,9 @@
 namespace wordloom {
 namespace {
 
-plist_t node(void* p) { return static_cast<plist_t>(p); }
+plist_t node(void* p) {
+    return static_cast<plist_t>(p);
+}
 
 void freeList(void* p) {
     if (p) {

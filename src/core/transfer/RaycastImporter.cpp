@@ -141,13 +141,15 @@ class Converter {
 
     std::optional<std::string> convert(const Placeholder& p) {
         if (!p.modifiers.empty()) {
-            kinds_.insert("snippets apply Raycast modifiers (uppercase, trim, ...), which were "
-                          "dropped");
+            kinds_.insert(
+                "snippets apply Raycast modifiers (uppercase, trim, ...), which were "
+                "dropped");
         }
         if (p.name == "clipboard") {
             if (attribute(p, "offset").value_or("0") != "0") {
-                kinds_.insert("snippets insert older clipboard entries; the current clipboard "
-                              "is used");
+                kinds_.insert(
+                    "snippets insert older clipboard entries; the current clipboard "
+                    "is used");
             }
             return "{{clipboard}}";
         }
@@ -171,8 +173,9 @@ class Converter {
             if (const auto it = keywords_.find(name); it != keywords_.end()) {
                 return "{{snippet:" + it->second + "}}";
             }
-            kinds_.insert("snippets insert a Raycast snippet that has no keyword here, kept as "
-                          "text");
+            kinds_.insert(
+                "snippets insert a Raycast snippet that has no keyword here, kept as "
+                "text");
             return std::nullopt;
         }
         kinds_.insert("snippets use Raycast placeholders Wordloom has no macro for (" + p.name +
@@ -190,8 +193,9 @@ class Converter {
             if (auto converted = convertOffset(*written)) {
                 offset = *converted;
             } else {
-                kinds_.insert("snippets shift dates by more than one unit, which Wordloom "
-                              "cannot; the date is not shifted");
+                kinds_.insert(
+                    "snippets shift dates by more than one unit, which Wordloom "
+                    "cannot; the date is not shifted");
             }
         }
         auto format = attribute(p, "format");
@@ -203,7 +207,9 @@ class Converter {
                    offset + ":" + *format + "}}";
         }
         if (!offset.empty()) {
-            const char* pattern = p.name == "time" ? "HH:mm" : p.name == "datetime" ? "yyyy-MM-dd HH:mm" : "";
+            const char* pattern = p.name == "time"       ? "HH:mm"
+                                  : p.name == "datetime" ? "yyyy-MM-dd HH:mm"
+                                                         : "";
             return macro_writing::date(offset, pattern);
         }
         return p.name == "datetime" ? "{{now}}" : "{{" + p.name + "}}";
@@ -282,7 +288,8 @@ ImportDocument RaycastImporter::importText(std::string_view text, const std::str
         }
     }
     if (!list) {
-        throw ImportError("\u201c" + fileName + "\u201d is not a Raycast snippet export: it is "
+        throw ImportError("\u201c" + fileName +
+                          "\u201d is not a Raycast snippet export: it is "
                           "not a list of snippets.");
     }
     struct Entry {

@@ -26,7 +26,9 @@ bool isDateCodeAt(std::string_view text, std::size_t at, std::size_t* length) {
     return true;
 }
 
-bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isAsciiLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
 
 struct FillSpec {
     std::optional<std::string> name;
@@ -114,8 +116,9 @@ class Converter {
             return true;
         }
         if (consume("%\\")) {
-            kinds_.insert("snippets select text after expanding, which Wordloom cannot; the "
-                          "selection end was dropped");
+            kinds_.insert(
+                "snippets select text after expanding, which Wordloom cannot; the "
+                "selection end was dropped");
             return true;
         }
         if (consume("%clipboard")) {
@@ -123,8 +126,9 @@ class Converter {
             return true;
         }
         if (consume("%+") || consume("%-")) {
-            kinds_.insert("snippets keep or drop the typed delimiter; Wordloom's trigger "
-                          "setting decides instead");
+            kinds_.insert(
+                "snippets keep or drop the typed delimiter; Wordloom's trigger "
+                "setting decides instead");
             return true;
         }
         if (consume("%>")) {
@@ -163,9 +167,13 @@ class Converter {
             i_ = start;
             return false;
         }
-        for (const auto& [prefix, kind] :
-             {std::pair<std::string_view, int>{"%key:", 0}, {"%snippet:", 1}, {"%filltext:", 2},
-              {"%fillarea:", 3}, {"%fillpopup:", 4}, {"%fillpart:", 5}, {"%fill:", 6}}) {
+        for (const auto& [prefix, kind] : {std::pair<std::string_view, int>{"%key:", 0},
+                                           {"%snippet:", 1},
+                                           {"%filltext:", 2},
+                                           {"%fillarea:", 3},
+                                           {"%fillpopup:", 4},
+                                           {"%fillpart:", 5},
+                                           {"%fill:", 6}}) {
             if (!consume(prefix)) {
                 continue;
             }
@@ -203,8 +211,8 @@ class Converter {
             }
             case 4: {
                 const auto spec = parseFill(inside, true);
-                out_ += macro_writing::select(spec.name.value_or(""), spec.options,
-                                              spec.defaultValue);
+                out_ +=
+                    macro_writing::select(spec.name.value_or(""), spec.options, spec.defaultValue);
                 return;
             }
             case 5: {
@@ -256,8 +264,9 @@ class Converter {
                 unit = "M";
                 break;
             case 's':
-                kinds_.insert("snippets shift dates by seconds, which Wordloom cannot; the date "
-                              "is not shifted");
+                kinds_.insert(
+                    "snippets shift dates by seconds, which Wordloom cannot; the date "
+                    "is not shifted");
                 i_ = j + 1;
                 return true;
             default:

@@ -145,8 +145,8 @@ TextExpanderExportResult renderTextExpanderExport(const std::vector<Snippet>& sn
         } else {
             if (snippet.contentType == ContentType::richText) {
                 ++richTexts;
-                label = label.empty() ? kRichTextFlattenedMark
-                                      : label + " " + kRichTextFlattenedMark;
+                label =
+                    label.empty() ? kRichTextFlattenedMark : label + " " + kRichTextFlattenedMark;
             }
             content = WordloomToTEMacroConverter::convert(snippet.content);
         }
@@ -183,7 +183,8 @@ TextExpanderExportResult renderTextExpanderExport(const std::vector<Snippet>& sn
     }
 
     PlistWriter groupsXml;
-    auto writeGroup = [&](const Uuid& id, std::string_view name, const std::optional<Uuid>& parent) {
+    auto writeGroup = [&](const Uuid& id, std::string_view name,
+                          const std::optional<Uuid>& parent) {
         groupsXml.open("dict");
         groupsXml.key("name");
         groupsXml.string(name);
@@ -207,8 +208,9 @@ TextExpanderExportResult renderTextExpanderExport(const std::vector<Snippet>& sn
         std::optional<Uuid> parent = group.parentId;
         if (cyclic.contains(group.id)) {
             parent.reset();
-            result.warnings.push_back("Group '" + group.name +
-                                      "' had a cyclic hierarchy and was exported at the top level.");
+            result.warnings.push_back(
+                "Group '" + group.name +
+                "' had a cyclic hierarchy and was exported at the top level.");
         } else if (parent && !groupIds.contains(*parent)) {
             parent.reset();
         }
@@ -225,7 +227,8 @@ TextExpanderExportResult renderTextExpanderExport(const std::vector<Snippet>& sn
         "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
         "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
         "<plist version=\"1.0\">\n<dict>\n\t<key>groupsTE2</key>\n";
-    text += groupsXml.text().empty() ? "\t<array/>\n" : "\t<array>\n" + groupsXml.text() + "\t</array>\n";
+    text += groupsXml.text().empty() ? "\t<array/>\n"
+                                     : "\t<array>\n" + groupsXml.text() + "\t</array>\n";
     text += "\t<key>snippetsTE2</key>\n";
     text += snippetsXml.text().empty() ? "\t<array/>\n"
                                        : "\t<array>\n" + snippetsXml.text() + "\t</array>\n";

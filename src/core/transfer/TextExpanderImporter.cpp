@@ -36,7 +36,8 @@ ImportDocument TextExpanderImporter::importBytes(std::string_view bytes,
     PropertyList list(bytes, fileName);
     const auto root = list.root();
     if (!root.isDictionary()) {
-        throw ImportError("\u201c" + fileName + "\u201d is not a TextExpander file: its top "
+        throw ImportError("\u201c" + fileName +
+                          "\u201d is not a TextExpander file: its top "
                           "level is not a dictionary.");
     }
     PropertyListValue snippets;
@@ -47,14 +48,15 @@ ImportDocument TextExpanderImporter::importBytes(std::string_view bytes,
         }
     }
     if (!snippets.exists()) {
-        throw ImportError("\u201c" + fileName + "\u201d is not a TextExpander file: it holds no "
+        throw ImportError("\u201c" + fileName +
+                          "\u201d is not a TextExpander file: it holds no "
                           "snippet list.");
     }
     ImportDocument document;
     document.format = ImportFormat::textExpander;
     const bool wholeLibrary = root["groupsTE2"].isArray();
-    const auto sourceType = wholeLibrary ? ImportSourceType::textExpanderSettings
-                                         : ImportSourceType::textExpanderPlist;
+    const auto sourceType =
+        wholeLibrary ? ImportSourceType::textExpanderSettings : ImportSourceType::textExpanderPlist;
 
     // Groups: a library's list, or the one group a group export (or a bundle's file) is.
     std::unordered_map<std::string, Uuid> groupOfSnippet;
@@ -90,8 +92,8 @@ ImportDocument TextExpanderImporter::importBytes(std::string_view bytes,
         if (!name) {
             name = root["name"].string();
         }
-        auto group = importedGroup(
-            name.value_or(std::filesystem::path(fileName).stem().string()), now);
+        auto group =
+            importedGroup(name.value_or(std::filesystem::path(fileName).stem().string()), now);
         singleGroup = group.id;
         document.groups.push_back(std::move(group));
     }
@@ -118,18 +120,21 @@ ImportDocument TextExpanderImporter::importBytes(std::string_view bytes,
         const auto text = entry["plainText"].string().value_or("");
         switch (entry["snippetType"].integer().value_or(0)) {
             case 2:
-                document.notes.count("AppleScript snippets were skipped; Wordloom does not run "
-                                     "AppleScript");
+                document.notes.count(
+                    "AppleScript snippets were skipped; Wordloom does not run "
+                    "AppleScript");
                 continue;
             case 3:
-                document.notes.count("shell-script snippets were skipped; Wordloom does not run "
-                                     "shell scripts");
+                document.notes.count(
+                    "shell-script snippets were skipped; Wordloom does not run "
+                    "shell scripts");
                 continue;
             case 4:
                 snippet.contentType = ContentType::javaScript;
                 snippet.content = text;
-                document.notes.count("JavaScript snippets were imported as Wordloom scripts; "
-                                     "check that they run");
+                document.notes.count(
+                    "JavaScript snippets were imported as Wordloom scripts; "
+                    "check that they run");
                 break;
             case 1:
                 kinds.insert("formatted snippets were imported as plain text");

@@ -40,7 +40,8 @@ ImportDocument TypeIt4MeImporter::importBytes(std::string_view bytes, const std:
         clippings = member(clippings, "clippings");
     }
     if (!clippings.isArray()) {
-        throw ImportError("\u201c" + fileName + "\u201d is not a TypeIt4Me file: it has no "
+        throw ImportError("\u201c" + fileName +
+                          "\u201d is not a TypeIt4Me file: it has no "
                           "\u201cClippings\u201d list.");
     }
     ImportDocument document;
@@ -64,8 +65,9 @@ ImportDocument TypeIt4MeImporter::importBytes(std::string_view bytes, const std:
         }
         snippet.groupId = groupId;
         if (snippet.content.find_first_of("%^") != std::string::npos) {
-            document.notes.count("snippets hold \u201c%\u201d or \u201c^\u201d codes of "
-                                 "TypeIt4Me, which were kept as text");
+            document.notes.count(
+                "snippets hold \u201c%\u201d or \u201c^\u201d codes of "
+                "TypeIt4Me, which were kept as text");
         }
         document.snippets.push_back(std::move(snippet));
     }

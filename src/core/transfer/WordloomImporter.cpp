@@ -21,8 +21,9 @@ ImportDocument WordloomImporter::importText(std::string_view text, Timestamp now
     const auto list = root ? json::member(*root, "snippets") : std::nullopt;
     const auto snippets = list ? json::asArray(*list) : std::nullopt;
     if (!snippets) {
-        throw ImportError("The file is not a Wordloom export or backup: it has no "
-                          "\u201csnippets\u201d list.");
+        throw ImportError(
+            "The file is not a Wordloom export or backup: it has no "
+            "\u201csnippets\u201d list.");
     }
     std::size_t deleted = 0;
     std::size_t withoutPicture = 0;

@@ -3,8 +3,8 @@
 #include <fstream>
 
 #include "core/base/FileIO.h"
-#include "core/base/JsonReader.h"
 #include "core/base/Iso8601.h"
+#include "core/base/JsonReader.h"
 #include "core/transfer/CsvExport.h"
 #include "core/transfer/ExportError.h"
 #include "core/transfer/ExportService.h"
@@ -15,7 +15,9 @@
 namespace wordloom {
 namespace {
 
-Timestamp at(const char* iso) { return *parseIso8601(iso); }
+Timestamp at(const char* iso) {
+    return *parseIso8601(iso);
+}
 
 Snippet snippet(std::string abbreviation, std::string content,
                 ContentType type = ContentType::plainText) {
@@ -165,8 +167,7 @@ TEST(ExportService, JsonCarriesImageBytesAndCountsMissingOnes) {
     auto first = *json::asObject(*list.begin());
     EXPECT_EQ(json::asBytes(*json::member(first, "imageData")), bytes);
     EXPECT_FALSE(json::member(first, "imageFileName"));
-    EXPECT_EQ(std::filesystem::status(dir / "out.json").permissions() &
-                  std::filesystem::perms::all,
+    EXPECT_EQ(std::filesystem::status(dir / "out.json").permissions() & std::filesystem::perms::all,
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 

@@ -86,8 +86,8 @@ TEST(ImportPlan, ConflictPoliciesSkipRenameOrReplaceKeepingHistoryFields) {
 TEST(ImportPlan, InvalidAbbreviationsAreSkippedAndNamed) {
     auto blank = snippet("   ");
     blank.label = "Blank one";
-    const auto plan = planImport({}, {}, documentWith({blank, snippet("a\tb"), snippet(";ok")}),
-                                 {}, kNow);
+    const auto plan =
+        planImport({}, {}, documentWith({blank, snippet("a\tb"), snippet(";ok")}), {}, kNow);
     EXPECT_EQ(plan.added.size(), 1u);
     EXPECT_EQ(plan.invalidAbbreviations, 2u);
     ASSERT_EQ(plan.warnings.size(), 1u);
@@ -121,9 +121,8 @@ TEST(ImportPlan, GroupsMergeByNameAndParentAndGoUnderTheTargetGroup) {
     EXPECT_FALSE(merged.added[1].groupId);
     EXPECT_FALSE(merged.added[2].groupId);
 
-    const auto targeted =
-        planImport(library.snippets, library.groups, document,
-                   {ConflictPolicy::skip, std::string("From espanso")}, kNow);
+    const auto targeted = planImport(library.snippets, library.groups, document,
+                                     {ConflictPolicy::skip, std::string("From espanso")}, kNow);
     ASSERT_EQ(targeted.addedGroups.size(), 5u);
     const auto& target = targeted.addedGroups[0];
     EXPECT_EQ(target.name, "From espanso");
@@ -139,8 +138,8 @@ TEST(ImportPlan, KeepsImportedIdsOnlyWhenTheLibraryDoesNotUseThem) {
     auto same = snippet(";other");
     same.id = library.snippets[0].id;
     auto fresh = snippet(";fresh");
-    const auto plan = planImport(library.snippets, library.groups, documentWith({same, fresh}), {},
-                                 kNow);
+    const auto plan =
+        planImport(library.snippets, library.groups, documentWith({same, fresh}), {}, kNow);
     ASSERT_EQ(plan.added.size(), 2u);
     EXPECT_NE(plan.added[0].id, library.snippets[0].id);
     EXPECT_EQ(plan.added[1].id, fresh.id);
@@ -158,6 +157,7 @@ TEST(ImportFormatDetection, ReadsTheContentNotTheName) {
     EXPECT_EQ(detectImportFormat(";sig,\"Kind regards,\nIlse\"\n"), ImportFormat::aText);
     EXPECT_EQ(detectImportFormat("{\"name\": \"not ours\"}"), std::nullopt);
     EXPECT_EQ(detectImportFormat("just some words\n"), std::nullopt);
+    EXPECT_EQ(detectImportFormat("Dear diary, nothing here is a list.\n"), std::nullopt);
     EXPECT_EQ(detectImportFormat(""), std::nullopt);
 }
 
