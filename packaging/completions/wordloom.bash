@@ -3,8 +3,8 @@
 _wordloom() {
     local cur prev words cword
     _init_completion || return
-    local commands="add backup complete copy duplicate edit empty-trash eval expand expand-now
-        group help list parse quick-create quick-search remove restore-backup settings shortcut
+    local commands="add backup complete copy duplicate edit empty-trash eval expand expand-now export
+        group help import list parse quick-create quick-search remove restore-backup settings shortcut
         show start sync type undelete versions"
     local command="" data=() i
     for ((i = 1; i < cword; i++)); do
@@ -42,6 +42,7 @@ _wordloom() {
         list) COMPREPLY=($(compgen -W "--json --deleted --group" -- "$cur")) ;;
         help) COMPREPLY=($(compgen -W "$commands" -- "$cur")) ;;
         restore-backup) _filedir ;;
+        import) _filedir ;;
     esac
 }
 complete -F _wordloom wordloom
