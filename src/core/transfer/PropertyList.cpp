@@ -3,6 +3,7 @@
 #include <plist/plist.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 
 #include "core/base/Iso8601.h"
@@ -76,14 +77,14 @@ std::optional<std::string> PropertyListValue::string() const {
     if (!node_ || plist_get_node_type(node(node_)) != PLIST_STRING) {
         return std::nullopt;
     }
-    char* value = nullptr;
-    plist_get_string_val(node(node_), &value);
+    // The pointer form: the copying getter asserts on a string holding a NUL byte, which a
+    // damaged or hostile file can contain. libplist keeps such a string only up to the NUL.
+    std::uint64_t length = 0;
+    const char* value = plist_get_string_ptr(node(node_), &length);
     if (!value) {
         return std::string();
     }
-    std::string out(value);
-    std::free(value);
-    return out;
+    return std::string(value, strnlen(value, static_cast<std::size_t>(length)));
 }
 
 std::optional<std::int64_t> PropertyListValue::integer() const {

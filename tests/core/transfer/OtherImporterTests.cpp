@@ -204,6 +204,17 @@ TEST(PropertyListImport, ABinaryListThatRefersToItselfIsAnErrorNotACrash) {
     EXPECT_THROW(TypeIt4MeImporter::importBytes(cyclic, "loop.plist", kNow), ImportError);
 }
 
+TEST(PropertyListImport, AStringHoldingANulByteIsCutThereNotACrash) {
+    const std::string xml(
+        "<plist version=\"1.0\"><dict><key>Clippings</key><array><dict>"
+        "<key>Abbreviation</key><string>kr</string><key>Plain Text</key>"
+        "<string>a\x01\0b</string></dict></array></dict></plist>",
+        174);
+    const auto document = TypeIt4MeImporter::importBytes(xml, "nul.plist", kNow);
+    ASSERT_EQ(document.snippets.size(), 1u);
+    EXPECT_EQ(document.snippets[0].content, "a\x01");
+}
+
 TEST(WordloomImporter, ReadsExportsAndBackupsAndNamesWhatItSkips) {
     const auto document = WordloomImporter::importText(R"({
   "exportDate": "2026-01-01T00:00:00Z", "version": 1,
