@@ -3,8 +3,8 @@
 _wordloom() {
     local cur prev words cword
     _init_completion || return
-    local commands="add backup complete copy duplicate edit empty-trash eval expand expand-now
-        group help library list parse quick-create quick-search remove restore-backup settings shortcut
+    local commands="add backup complete copy duplicate edit empty-trash eval expand expand-now export
+        group help import library list parse quick-create quick-search remove restore-backup settings shortcut
         show start sync type undelete versions"
     commands="$commands open-url"
     local command="" data=() i
@@ -44,6 +44,7 @@ _wordloom() {
         list) COMPREPLY=($(compgen -W "--json --deleted --group" -- "$cur")) ;;
         help) COMPREPLY=($(compgen -W "$commands" -- "$cur")) ;;
         restore-backup) _filedir ;;
+        import) _filedir ;;
     esac
 }
 complete -F _wordloom wordloom

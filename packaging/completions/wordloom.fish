@@ -1,5 +1,5 @@
 # fish completion for wordloom.
-set -l commands add backup complete copy duplicate edit empty-trash eval expand expand-now group help library list parse quick-create quick-search remove restore-backup settings shortcut show start sync type undelete versions
+set -l commands add backup complete copy duplicate edit empty-trash eval expand expand-now export group help import library list parse quick-create quick-search remove restore-backup settings shortcut show start sync type undelete versions
 set -a commands open-url
 complete -c wordloom -f
 complete -c wordloom -n "not __fish_seen_subcommand_from $commands" -a "$commands"

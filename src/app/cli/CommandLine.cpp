@@ -9,7 +9,9 @@
 #include "app/cli/CommandRegistry.h"
 #include "app/cli/CompletionCommands.h"
 #include "app/cli/DetectionCommands.h"
+#include "app/cli/ExportCommands.h"
 #include "app/cli/GroupCommands.h"
+#include "app/cli/ImportCommands.h"
 #include "app/cli/LibraryCommands.h"
 #include "app/cli/LibraryWindowCommand.h"
 #include "app/cli/MacroCommands.h"
@@ -42,6 +44,8 @@ CommandRegistry makeRegistry() {
     registerShortcutCommands(registry);
     registerCompletionCommands(registry);
     registerOpenUrlCommand(registry);
+    registerExportCommands(registry);
+    registerImportCommands(registry);
     return registry;
 }
 

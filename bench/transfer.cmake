@@ -1,0 +1,1 @@
+wordloom_benchmark(transfer_bench transfer_bench.cpp DEPS wordloom_transfer)
