@@ -1,5 +1,6 @@
 #include "core/expansion/TextInserter.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <optional>
@@ -115,6 +116,14 @@ void TextInserter::leave() {
     --inFlightDepth_;
 }
 
+bool TextInserter::holdTypedKeys() {
+    return keys_.holdTypedKeys(timing_.typingHoldLimit);
+}
+
+void TextInserter::releaseTypedKeys() {
+    keys_.releaseTypedKeys();
+}
+
 void TextInserter::pressKey(VirtualKeyCode key) {
     if (!keys_.postKey(key, true)) {
         return;
@@ -207,10 +216,32 @@ bool TextInserter::insert(const InsertionPlan& plan) {
             session.writeSegment(*firstText);
         })) {
         logger().error("Main queue busy; expansion abandoned before changing anything");
+        keys_.releaseTypedKeys();
         return false;
     }
 
     latencyTrace::mark("first segment on the clipboard");
+    // From the first Backspace on, a key the user types would land in the middle of ours.
+    keys_.holdTypedKeys(timing_.typingHoldLimit);
+    bool typingReleased = false;
+    const auto releaseTyping = [&] {
+        if (typingReleased) {
+            return;
+        }
+        typingReleased = true;
+        if (firstText) {
+            // The target may fetch the paste after handling keys that came after it.
+            pasteboard_.waitUntilRead(timing_.typingHoldReadQuiet,
+                                      std::min(timing_.readLimit, timing_.typingHoldLimit));
+        }
+        keys_.releaseTypedKeys();
+    };
+    std::size_t totalCharacters = 0;
+    for (const auto& segment : plan.segments) {
+        totalCharacters += text::characterCount(segment.text);
+    }
+    const bool caretMoves = plan.caretPosition && *plan.caretPosition < totalCharacters;
+
     deleteCharacters(plan.charactersToDelete);
     latencyTrace::mark("abbreviation erased");
     sleeper_.sleep(timing_.beforeSegments);
@@ -229,6 +260,9 @@ bool TextInserter::insert(const InsertionPlan& plan) {
             }
             succeeded = paste(chord) && succeeded;
             const bool last = index + 1 == plan.segments.size();
+            if (last && segment.keysAfter.empty() && !caretMoves) {
+                releaseTyping();
+            }
             sleeper_.sleep(last ? timing_.afterLastSegment : timing_.afterMiddleSegment);
             if (!last) {
                 // The next write replaces what the target may not have fetched yet.
@@ -247,6 +281,7 @@ bool TextInserter::insert(const InsertionPlan& plan) {
         }
     }
 
+    releaseTyping();
     if (firstText) {
         pasteboard_.waitUntilRead(timing_.readQuiet, timing_.readLimit);
         succeeded = mainQueue_.run([&] { session.restore(); }) && succeeded;
