@@ -167,6 +167,8 @@ void ExpansionEngine::handleKeyPress(const std::string& text) {
     endUndoChance();
     if (queued_) {
         queued_->typedSince += text;
+    } else if (slipped_) {
+        *slipped_ += text;
     }
     lastFedText_ = text;
     services_.detector.processTypedText(text);
@@ -194,12 +196,16 @@ void ExpansionEngine::handleSpecialKey(SpecialKey key) {
         case SpecialKey::backspace:
             if (queued_) {
                 queued_->interrupted = true;
+            } else if (slipped_) {
+                slippedInterrupted_ = true;
             }
             services_.detector.handleBackspace();
             break;
         default:
             if (queued_) {
                 queued_->interrupted = true;
+            } else if (slipped_) {
+                slippedInterrupted_ = true;
             }
             services_.detector.reset();
             break;
@@ -211,7 +217,15 @@ void ExpansionEngine::beginDetected(Request request) {
     // expansion, so it is held from now on rather than from the first Backspace, which comes
     // a few milliseconds later, enough for a fast typist's next key to slip in before it.
     services_.inserter.holdTypedKeys();
+    if (!activeSession_) {
+        collectSlippedKeys();
+    }
     begin(std::move(request));
+}
+
+void ExpansionEngine::collectSlippedKeys() {
+    slipped_ = std::string();
+    slippedInterrupted_ = false;
 }
 
 void ExpansionEngine::endUndoChance() {
@@ -249,6 +263,7 @@ bool ExpansionEngine::undoOnBackspace() {
     }
     logger_.info("Expansion taken back with Backspace");
     services_.inserter.holdTypedKeys();
+    collectSlippedKeys();
     // The abbreviation comes back by paste, which the detector never sees: it is not expanded
     // again, and typing goes on from a clean slate.
     services_.detector.reset();
@@ -512,6 +527,24 @@ void ExpansionEngine::startInsertion(Request request, InsertionPlan plan) {
         plan.pasteChord = pasteChordFor(*shortcut);
     }
     request.keyEventsAtInsert = keyEvents_;
+    if (slipped_) {
+        // Asked on the main queue, once the keyboard is held: a key typed right after the
+        // abbreviation may have reached the document before the hold, and the keyboard
+        // monitor may not have reported it yet.
+        plan.typedMeanwhile = [this, alive = alive_]() -> std::optional<std::string> {
+            if (!*alive || !slipped_) {
+                return std::string();
+            }
+            services_.keyboard.processPendingKeys();
+            auto typed = std::move(*slipped_);
+            const bool interrupted = slippedInterrupted_;
+            slipped_.reset();
+            if (interrupted) {
+                return std::nullopt;
+            }
+            return typed;
+        };
+    }
     services_.executor.runInBackground(
         [this, alive = alive_, request = std::move(request), plan = std::move(plan)] {
             latencyTrace::mark("insertion started");
@@ -526,6 +559,7 @@ void ExpansionEngine::startInsertion(Request request, InsertionPlan plan) {
 
 void ExpansionEngine::finish(const Request& request, bool inserted) {
     activeSession_.reset();
+    slipped_.reset();
     imageFormats_.clear();
     logger_.debug(inserted ? "Expansion finished" : "Expansion ended without inserting");
     if (request.undoing) {
@@ -553,6 +587,7 @@ void ExpansionEngine::finish(const Request& request, bool inserted) {
             // it and typed again after the expansion, as a delimiter is.
             next.charactersToErase += text::characterCount(next.typedSince);
             next.trailingText += next.typedSince;
+            collectSlippedKeys();
             begin(std::move(next));
             return;
         }

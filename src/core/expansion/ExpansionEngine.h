@@ -132,6 +132,8 @@ class ExpansionEngine {
     bool undoOnBackspace();
     void endUndoChance();
     void offerUndo(const Request& request);
+    /// From now on, notes what is typed until the insertion takes it (typedMeanwhile).
+    void collectSlippedKeys();
     void begin(Request request);
     void evaluate(Request request, EvaluationContext context);
     void evaluated(Request request, EvaluationContext context, MacroEvaluationResult result);
@@ -157,6 +159,10 @@ class ExpansionEngine {
     // Every key the monitor reported, special keys included.
     std::uint64_t keyEvents_ = 0;
     std::optional<UndoChance> undo_;
+    // Text fed since the active expansion's abbreviation, until its insertion asks for it;
+    // nullopt when not collecting. slippedInterrupted_: a key other than text came meanwhile.
+    std::optional<std::string> slipped_;
+    bool slippedInterrupted_ = false;
     // The text last handed to the detector: the delimiter, when a delimiter fired a match.
     std::string lastFedText_;
     // The image snippet being expanded, in every form it is offered in.

@@ -185,7 +185,7 @@ void TextInserter::moveCaretLeft(std::size_t distance, std::string_view inserted
     }
 }
 
-bool TextInserter::insert(const InsertionPlan& plan) {
+bool TextInserter::insert(const InsertionPlan& requested) {
     enter();
     std::lock_guard sequenceLock(expansionLock_);
     struct Exit {
@@ -200,18 +200,37 @@ bool TextInserter::insert(const InsertionPlan& plan) {
         logger().info("Keys still held after waiting; inserting anyway");
     }
     latencyTrace::mark("keys released");
-    const PasteChord chord = plan.pasteChord.value_or(keys_.pasteChordForFocusedApplication());
+    const PasteChord chord = requested.pasteChord.value_or(keys_.pasteChordForFocusedApplication());
     latencyTrace::mark("paste chord chosen");
     Session session(pasteboard_, chord);
 
+    // Held from here on, a key the user types cannot land in the middle of ours.
+    keys_.holdTypedKeys(timing_.typingHoldLimit);
+    InsertionPlan plan = requested;
     const InsertionSegment* firstText = nullptr;
-    for (const auto& segment : plan.segments) {
-        if (!segment.text.empty()) {
-            firstText = &segment;
-            break;
+    const auto findFirstText = [&] {
+        firstText = nullptr;
+        for (const auto& segment : plan.segments) {
+            if (!segment.text.empty()) {
+                firstText = &segment;
+                break;
+            }
         }
-    }
+    };
+    findFirstText();
+    bool typedOver = false;
     if (firstText && !mainQueue_.run([&] {
+            if (plan.typedMeanwhile) {
+                // Keys typed before the hold began are in the document after the abbreviation.
+                const auto typed = plan.typedMeanwhile();
+                if (!typed) {
+                    typedOver = true;
+                    return;
+                }
+                plan.charactersToDelete += text::characterCount(*typed);
+                plan.appendTrailingText(*typed);
+                findFirstText();
+            }
             latencyTrace::mark("clipboard write began");
             session.writeSegment(*firstText);
         })) {
@@ -219,10 +238,13 @@ bool TextInserter::insert(const InsertionPlan& plan) {
         keys_.releaseTypedKeys();
         return false;
     }
+    if (typedOver) {
+        logger().info("Other keys were pressed after the abbreviation; nothing was inserted");
+        keys_.releaseTypedKeys();
+        return false;
+    }
 
     latencyTrace::mark("first segment on the clipboard");
-    // From the first Backspace on, a key the user types would land in the middle of ours.
-    keys_.holdTypedKeys(timing_.typingHoldLimit);
     bool typingReleased = false;
     const auto releaseTyping = [&] {
         if (typingReleased) {

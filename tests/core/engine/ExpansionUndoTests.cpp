@@ -115,6 +115,30 @@ TEST(TypingThroughTests, TwoAbbreviationsTypedBackToBackBothExpand) {
     EXPECT_FALSE(rig.keys.isHolding());
 }
 
+TEST(TypingThroughTests, KeysThatReachedTheDocumentBeforeTheHoldAreTypedAgainAfter) {
+    const auto typedBeforeTheHold = [](auto&& slip) {
+        TypingRig rig;
+        rig.add(makeSnippet(";br", TriggerMode::immediate, "Best regards,"));
+        // The keyboard could not be held: a key typed at once lands before our Backspaces.
+        rig.keys.setHoldRefused(true);
+        rig.keys.onEvent = [&rig, slip, done = false](const std::string& event) mutable {
+            if (event == "begin" && !done) {
+                done = true;
+                slip(rig);
+            }
+        };
+        rig.type("Hi ;br");
+        return rig.field.text();
+    };
+    EXPECT_EQ(typedBeforeTheHold([](TypingRig& rig) { rig.typeOne(" "); }), "Hi Best regards, ");
+    // A Backspace among them: the abbreviation may be damaged, so nothing is inserted.
+    EXPECT_EQ(typedBeforeTheHold([](TypingRig& rig) {
+                  rig.field.backspace();
+                  rig.keyboard.press(SpecialKey::backspace);
+              }),
+              "Hi ;b");
+}
+
 TEST(TypingThroughTests, FillInFormGetsTheKeyboardBack) {
     TypingRig rig;
     rig.add(makeSnippet(";hi", TriggerMode::immediate, "Hi {{input:name}}!"));
