@@ -149,7 +149,7 @@ void ExpansionEngine::stop() {
     services_.detector.cancelPending();
     services_.clicks.stop();
     undo_.reset();
-    queued_.reset();
+    queued_.clear();
     services_.inserter.releaseTypedKeys();
     for (auto& [id, task] : pendingNotifications_) {
         task.cancel();
@@ -165,9 +165,10 @@ void ExpansionEngine::handleKeyPress(const std::string& text) {
     }
     ++keyEvents_;
     endUndoChance();
-    if (queued_) {
-        queued_->typedSince += text;
-    } else if (slipped_) {
+    for (auto& waiting : queued_) {
+        waiting.typedSince += text;
+    }
+    if (slipped_) {
         *slipped_ += text;
     }
     lastFedText_ = text;
@@ -194,17 +195,19 @@ void ExpansionEngine::handleSpecialKey(SpecialKey key) {
             handleKeyPress("\t");
             break;
         case SpecialKey::backspace:
-            if (queued_) {
-                queued_->interrupted = true;
-            } else if (slipped_) {
+            for (auto& waiting : queued_) {
+                waiting.interrupted = true;
+            }
+            if (slipped_) {
                 slippedInterrupted_ = true;
             }
             services_.detector.handleBackspace();
             break;
         default:
-            if (queued_) {
-                queued_->interrupted = true;
-            } else if (slipped_) {
+            for (auto& waiting : queued_) {
+                waiting.interrupted = true;
+            }
+            if (slipped_) {
                 slippedInterrupted_ = true;
             }
             services_.detector.reset();
@@ -293,11 +296,9 @@ void ExpansionEngine::copyExpansion(const Snippet& snippet) {
 
 void ExpansionEngine::begin(Request request) {
     if (activeSession_) {
-        // Typed while the previous expansion is still being inserted: it runs next.
-        if (queued_) {
-            logger_.info("\u201c" + queued_->snippet->abbreviation + "\u201d was not expanded");
-        }
-        queued_ = std::move(request);
+        // Typed while the previous expansion is still being inserted: it runs after it (and
+        // after any other waiting already).
+        queued_.push_back(std::move(request));
         return;
     }
     latencyTrace::mark("expansion began");
@@ -579,9 +580,9 @@ void ExpansionEngine::finish(const Request& request, bool inserted) {
     if (onExpansionFinished && !request.undoing) {
         onExpansionFinished(inserted);
     }
-    if (queued_) {
-        auto next = std::move(*queued_);
-        queued_.reset();
+    while (!queued_.empty()) {
+        auto next = std::move(queued_.front());
+        queued_.pop_front();
         if (!next.interrupted && running_) {
             // What was typed after the abbreviation is in the document after it: erased with
             // it and typed again after the expansion, as a delimiter is.

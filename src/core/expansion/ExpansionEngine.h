@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -155,7 +156,7 @@ class ExpansionEngine {
     std::string dailyCountDate_;
     std::optional<Session> activeSession_;
     bool awaitingFillIn_ = false;
-    std::optional<Request> queued_;
+    std::deque<Request> queued_;
     // Every key the monitor reported, special keys included.
     std::uint64_t keyEvents_ = 0;
     std::optional<UndoChance> undo_;

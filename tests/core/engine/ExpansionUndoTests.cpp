@@ -115,6 +115,16 @@ TEST(TypingThroughTests, TwoAbbreviationsTypedBackToBackBothExpand) {
     EXPECT_FALSE(rig.keys.isHolding());
 }
 
+TEST(TypingThroughTests, EveryAbbreviationOfAChainTypedDuringAnExpansionExpands) {
+    TypingRig rig;
+    rig.add(makeSnippet(";br", TriggerMode::immediate, "Best regards,"));
+    rig.add(makeSnippet(";an", TriggerMode::immediate, "Anna"));
+    rig.typeDuringTheNextInsertion(";br;an!");
+    rig.type(";an");
+    EXPECT_EQ(rig.field.text(), "AnnaBest regards,Anna!");
+    EXPECT_EQ(rig.engine.expansionCount(), 3);
+}
+
 TEST(TypingThroughTests, KeysThatReachedTheDocumentBeforeTheHoldAreTypedAgainAfter) {
     const auto typedBeforeTheHold = [](auto&& slip) {
         TypingRig rig;
