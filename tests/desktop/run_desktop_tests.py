@@ -480,6 +480,7 @@ from helper_tests import PlainLibraryHelperTests, ScriptLibraryHelperTests  # no
 from shell_tests import make_shell_tests  # noqa: E402
 from hotkey_tests import HotkeyTests  # noqa: E402
 from hotkey_tests import HotkeyTests  # noqa: E402
+from typing_through_tests import TypingThroughTests, UndoTurnedOffTests  # noqa: E402
 
 ShellTests, NoTrayTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom,
                                            active_window_name)
@@ -488,7 +489,8 @@ SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTe
           "robustness": [RobustnessTests],
           "helpers": [PlainLibraryHelperTests, ScriptLibraryHelperTests],
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
-          "shell": [ShellTests, NoTrayTests], "hotkeys": [HotkeyTests]}
+          "shell": [ShellTests, NoTrayTests], "hotkeys": [HotkeyTests],
+          "typing": [TypingThroughTests, UndoTurnedOffTests]}
 
 
 def main():
