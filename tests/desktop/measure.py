@@ -351,6 +351,92 @@ def measure_hotkey_latency(desktop, options, typist, expansion):
         shutil.rmtree(output_folder, ignore_errors=True)
 
 
+TYPED_ON = " and more"
+
+
+def inserter_oversleep(log_text, sent_times):
+    """How much longer than asked the inserter's fixed waits took, per sample (ms): the four
+    Backspaces (4 x (5 + 1) ms) and the two waits before the paste keystroke (5 + 5 ms), read
+    from the traced stages."""
+    stamps = [(float(at) / 1000, stage) for stage, at in TRACE_LINE.findall(log_text)]
+    spans = {"backspaces": ("first segment on the clipboard", "abbreviation erased", 24.0),
+             "before the paste": ("abbreviation erased", "paste keystroke down", 10.0)}
+    result = {name: [] for name in spans}
+    for index, sent in enumerate(sent_times):
+        end = sent_times[index + 1] if index + 1 < len(sent_times) else float("inf")
+        first = {}
+        for at, stage in stamps:
+            if sent <= at < end:
+                first.setdefault(stage, at)
+        for name, (begin, finish, asked) in spans.items():
+            if begin in first and finish in first:
+                result[name].append((first[finish] - first[begin]) * 1000 - asked)
+    return result
+
+
+def measure_typing_on(desktop, options, expansion):
+    """The abbreviation, then at once " and more" at `options.typing_on_interval` per key on
+    the server's keyboard device, as a fast typist goes on: how often the window ends up with
+    the expansion followed by exactly what was typed, the latency from the abbreviation's last
+    key to the expansion, and how long the last typed key waited to appear."""
+    from keyboard_device import KeyboardTypist
+    typist = KeyboardTypist(desktop.display)
+    output_folder = tempfile.mkdtemp(prefix="wordloom-typing-on-", dir="/dev/shm")
+    output = os.path.join(output_folder, "qt.txt")
+    watch = FileWatch(output_folder)
+    expected = expansion + TYPED_ON
+    correct = 0
+    latencies = []
+    last_key_waits = []
+    try:
+        desktop.spawn([options.test_window, "editor", output])
+        watch.wait_until(lambda: read(output) is not None, 10, "the Qt window")
+        for attempt in range(30):
+            typist.type("_")
+            try:
+                watch.wait_until(lambda: read(output) == "_", 1, "focus")
+                break
+            except TimeoutError:
+                pass
+        typist.key("BackSpace")
+        watch.wait_until(lambda: read(output) == "", 10, "empty window")
+        for sample in range(options.samples):
+            typist.type(";la", delay=options.typing_on_interval)
+            time.sleep(options.typing_on_interval)
+            sent = time.monotonic()
+            typist.key("t")
+            # Typed on from another thread while this one watches the window.
+            typer = threading.Thread(target=lambda: (
+                time.sleep(options.typing_on_interval),
+                typist.type(TYPED_ON, delay=options.typing_on_interval)))
+            typer.start()
+            try:
+                visible = watch.wait_until(lambda: (read(output) or "").startswith(expansion),
+                                           10, "the expansion")
+                latencies.append((visible - sent) * 1000)
+            except TimeoutError:
+                pass
+            typer.join()
+            typed_last = time.monotonic()
+            try:
+                done = watch.wait_until(lambda: read(output) == expected, 3, "the typed text")
+                correct += 1
+                last_key_waits.append(max(0.0, done - typed_last) * 1000)
+            except TimeoutError:
+                print("  sample %d: %r" % (sample, read(output)), flush=True)
+            typist.wait_keys_released()
+            time.sleep(0.5)  # the clipboard restored, and Backspace no longer takes it back
+            typist.key("a", control=True)
+            typist.key("BackSpace")
+            watch.wait_until(lambda: read(output) == "", 10, "empty window")
+            time.sleep(options.pause)
+    finally:
+        watch.close()
+        typist.close()
+        shutil.rmtree(output_folder, ignore_errors=True)
+    return correct, latencies, last_key_waits
+
+
 def report_memory(when, memory, options):
     """Each process, then the supervisor and application together: the helper is reported on
     its own, it belongs to the scripting back end and runs only while scripts may be asked
@@ -367,6 +453,19 @@ def report_memory(when, memory, options):
     print("  whole process tree     RSS %5.1f MB, PSS %5.1f MB (%d processes)"
           % (sum(values.get("Rss", 0) for _, values in memory) / 1024,
              sum(values.get("Pss", 0) for _, values in memory) / 1024, len(memory)))
+
+
+def print_typing_on(desktop, options, expansion):
+    correct, latencies, waits = measure_typing_on(desktop, options, expansion)
+    line = ("typing on at %.0f ms per key right after the abbreviation: %d of %d correct"
+            % (options.typing_on_interval * 1000, correct, options.samples))
+    if latencies:
+        line += ("; last abbreviation key to expansion visible median %.1f ms (min %.1f, max "
+                 "%.1f)" % (statistics.median(latencies), min(latencies), max(latencies)))
+    if waits:
+        line += "; the last typed key visible %.1f ms (median) after it was sent" % (
+            statistics.median(waits))
+    print(line, flush=True)
 
 
 def main():
@@ -387,6 +486,10 @@ def main():
                              "of typing its abbreviation")
     parser.add_argument("--trace", action="store_true",
                         help="turn on Wordloom's debug log and show when each stage was reached")
+    parser.add_argument("--typing-on-interval", type=float, default=0.030,
+                        help="seconds between the keys typed on after the abbreviation")
+    parser.add_argument("--only-typing-on", action="store_true",
+                        help="measure typing on through an expansion only")
     options = parser.parse_args()
     expansion = ("The quick brown fox jumps over the lazy dog. " * 3)[:100]
     print("before: " + load_average(), flush=True)
@@ -408,8 +511,15 @@ def main():
         application = [pid for name, pid in started if name == "application"]
         start_smaps = smaps_breakdown(application[0]) if options.smaps and application else []
         cpu_before = sum(cpu_seconds(pid) for _, pid in started)
+        if options.only_typing_on:
+            print_typing_on(desktop, options, expansion)
+            typist.close()
+            print("after: " + load_average())
+            return
         measure = measure_hotkey_latency if options.hotkey else measure_latency
         latencies, sent_times = measure(desktop, options, typist, expansion)
+        if not options.hotkey:
+            print_typing_on(desktop, options, expansion)
         time.sleep(2)  # the library's save after the last use
         cpu_during = sum(cpu_seconds(pid) for _, pid in started) - cpu_before
 
@@ -434,6 +544,10 @@ def main():
         for stage, delays in stage_delays(log_text, sent_times):
             print("  %-32s median %7.1f ms after the key (min %.1f, max %.1f, %d samples)"
                   % (stage, statistics.median(delays), min(delays), max(delays), len(delays)))
+        for name, extra in inserter_oversleep(log_text, sent_times).items():
+            if extra:
+                print("  oversleep of the waits %-17s median %5.2f ms, min %.2f, max %.2f"
+                      % (name, statistics.median(extra), min(extra), max(extra)))
     print("CPU used by Wordloom per expansion (typing, insertion, and the library's work after "
           "each use): %.1f ms" % (1000 * cpu_during / len(latencies)))
     print("idle CPU over %.0f s: %.3f%% of one core" % (options.idle,

@@ -482,6 +482,7 @@ from library_tests import make_library_tests  # noqa: E402
 from hotkey_tests import HotkeyTests  # noqa: E402
 from quit_tests import QuitTests  # noqa: E402
 from link_tests import LinkTests  # noqa: E402
+from typing_through_tests import TypingThroughTests, UndoTurnedOffTests  # noqa: E402
 
 ShellTests, NoTrayTests = make_shell_tests(DesktopTestCase, OPTIONS, Wordloom,
                                            active_window_name)
@@ -493,7 +494,8 @@ SUITES = {"expansion": [ExpansionTests, RequestTests], "clipboard": [ClipboardTe
           "accessibility": [AccessibilityBusTests, AccessibilityStatusTests],
           "shell": [ShellTests, NoTrayTests], "hotkeys": [HotkeyTests],
           "links": [LinkTests],
-          "library": [LibraryWindowTests]}
+          "library": [LibraryWindowTests],
+          "typing": [TypingThroughTests, UndoTurnedOffTests]}
 
 
 def main():

@@ -93,13 +93,14 @@ void ExpansionEngine::wireCallbacks() {
         request.snippet = match.snippet;
         request.typedAbbreviation = match.typedAbbreviation;
         request.charactersToErase = text::characterCount(match.typedText);
+        request.typedText = match.typedText;
         request.arguments = match.arguments;
         if (match.trigger == DetectionTrigger::delimiter) {
             // The delimiter already reached the document: erase it too and type it again after.
             request.trailingText = lastFedText_;
             request.charactersToErase += text::characterCount(lastFedText_);
         }
-        begin(std::move(request));
+        beginDetected(std::move(request));
     };
     services_.detector.onPendingExpansionFlushed = [this](const SnippetRef& snippet,
                                                           const std::string& abbreviation,
@@ -110,7 +111,8 @@ void ExpansionEngine::wireCallbacks() {
         request.trailingText = trailing;
         request.charactersToErase =
             text::characterCount(abbreviation) + text::characterCount(trailing);
-        begin(std::move(request));
+        request.typedText = abbreviation;
+        beginDetected(std::move(request));
     };
     services_.detector.onPendingExpansionChanged = [this](bool pending) {
         if (pending) {
@@ -121,6 +123,7 @@ void ExpansionEngine::wireCallbacks() {
         }
     };
     services_.frontmost.onApplicationActivated = [this](std::optional<std::string> id) {
+        endUndoChance();
         if (running_) {
             services_.detector.setCurrentAppBundleId(std::move(id));
         }
@@ -145,7 +148,9 @@ void ExpansionEngine::stop() {
     services_.keyboard.stop();
     services_.detector.cancelPending();
     services_.clicks.stop();
-    queued_.reset();
+    undo_.reset();
+    queued_.clear();
+    services_.inserter.releaseTypedKeys();
     for (auto& [id, task] : pendingNotifications_) {
         task.cancel();
     }
@@ -163,7 +168,14 @@ void ExpansionEngine::handleKeyPress(const std::string& text) {
     if (!running_ || awaitingFillIn_) {
         return;
     }
-    ++keysFed_;
+    ++keyEvents_;
+    endUndoChance();
+    for (auto& waiting : queued_) {
+        waiting.typedSince += text;
+    }
+    if (slipped_) {
+        *slipped_ += text;
+    }
     lastFedText_ = text;
     services_.detector.processTypedText(text);
 }
@@ -172,6 +184,11 @@ void ExpansionEngine::handleSpecialKey(SpecialKey key) {
     if (!running_ || awaitingFillIn_) {
         return;
     }
+    ++keyEvents_;
+    if (key == SpecialKey::backspace && undoOnBackspace()) {
+        return;
+    }
+    endUndoChance();
     switch (key) {
         case SpecialKey::space:
             handleKeyPress(" ");
@@ -183,12 +200,90 @@ void ExpansionEngine::handleSpecialKey(SpecialKey key) {
             handleKeyPress("\t");
             break;
         case SpecialKey::backspace:
+            for (auto& waiting : queued_) {
+                waiting.interrupted = true;
+            }
+            if (slipped_) {
+                slippedInterrupted_ = true;
+            }
             services_.detector.handleBackspace();
             break;
         default:
+            for (auto& waiting : queued_) {
+                waiting.interrupted = true;
+            }
+            if (slipped_) {
+                slippedInterrupted_ = true;
+            }
             services_.detector.reset();
             break;
     }
+}
+
+void ExpansionEngine::beginDetected(Request request) {
+    // The abbreviation is complete: what the user types from here on belongs after the
+    // expansion, so it is held from now on rather than from the first Backspace, which comes
+    // a few milliseconds later, enough for a fast typist's next key to slip in before it.
+    services_.inserter.holdTypedKeys();
+    if (!activeSession_) {
+        collectSlippedKeys();
+    }
+    begin(std::move(request));
+}
+
+void ExpansionEngine::collectSlippedKeys() {
+    slipped_ = std::string();
+    slippedInterrupted_ = false;
+}
+
+void ExpansionEngine::endUndoChance() {
+    if (undo_) {
+        undo_.reset();
+        services_.clicks.stop();
+    }
+}
+
+void ExpansionEngine::offerUndo(const Request& request) {
+    const bool typedOnSince = keyEvents_ != request.keyEventsAtInsert;
+    if (!request.undoable || typedOnSince ||
+        !services_.settings.settings().undoExpansionWithBackspace) {
+        return;
+    }
+    UndoChance chance;
+    chance.restoredText = request.typedText + request.trailingText;
+    // The user's Backspace erases the last character itself.
+    chance.charactersToErase =
+        request.insertedCharacters + text::characterCount(request.trailingText) - 1;
+    chance.until = services_.executor.now() + undoWindow;
+    undo_ = std::move(chance);
+    // A click may put the caret anywhere: Backspace then no longer ends the expansion.
+    services_.clicks.start([this] { endUndoChance(); });
+}
+
+bool ExpansionEngine::undoOnBackspace() {
+    if (!undo_) {
+        return false;
+    }
+    const UndoChance chance = std::move(*undo_);
+    endUndoChance();
+    if (activeSession_ || services_.executor.now() > chance.until) {
+        return false;
+    }
+    logger_.info("Expansion taken back with Backspace");
+    services_.inserter.holdTypedKeys();
+    collectSlippedKeys();
+    // The abbreviation comes back by paste, which the detector never sees: it is not expanded
+    // again, and typing goes on from a clean slate.
+    services_.detector.reset();
+    Request request;
+    request.undoing = true;
+    request.snippet = lastExpandedSnippet_ ? std::make_shared<const Snippet>(*lastExpandedSnippet_)
+                                           : std::make_shared<const Snippet>();
+    auto plan = InsertionPlan::cut(chance.restoredText, {});
+    plan.charactersToDelete = chance.charactersToErase;
+    activeSession_ = Session{Uuid::random(), request.snippet};
+    startInsertion(std::move(request), std::move(plan));
+    return true;
 }
 
 void ExpansionEngine::expandOnRequest(const Snippet& snippet, std::vector<std::string> arguments) {
@@ -208,13 +303,9 @@ void ExpansionEngine::copyExpansion(const Snippet& snippet, std::vector<std::str
 
 void ExpansionEngine::begin(Request request) {
     if (activeSession_) {
-        // Typed while the previous expansion is still being inserted: it runs next, unless more
-        // is typed before then (the abbreviation would then no longer end the text).
-        request.keysFedAtRequest = keysFed_;
-        if (queued_) {
-            logger_.info("\u201c" + queued_->snippet->abbreviation + "\u201d was not expanded");
-        }
-        queued_ = std::move(request);
+        // Typed while the previous expansion is still being inserted: it runs after it (and
+        // after any other waiting already).
+        queued_.push_back(std::move(request));
         return;
     }
     latencyTrace::mark("expansion began");
@@ -343,6 +434,8 @@ void ExpansionEngine::evaluated(Request request, EvaluationContext context,
             return;
         }
         const std::string title = label(*request.snippet);
+        // The user types into the form now.
+        services_.inserter.releaseTypedKeys();
         awaitingFillIn_ = true;
         services_.fillInForm.present(
             title, fields,
@@ -415,10 +508,6 @@ void ExpansionEngine::insert(const Request& request, const MacroEvaluationResult
     auto plan = InsertionPlan::cut(result.expandedContent, keystrokes);
     plan.charactersToDelete = request.charactersToErase;
     plan.caretPosition = result.cursorPosition;
-    if (const auto shortcut = pasteShortcutOverride(services_.settings.settings(),
-                                                    services_.frontmost.frontmostApplicationId())) {
-        plan.pasteChord = pasteChordFor(*shortcut);
-    }
     const auto formats = formatsFor(request, result);
     if (!formats.empty() && plan.segments.size() == 1) {
         plan.segments.front().formats = formats;
@@ -427,8 +516,42 @@ void ExpansionEngine::insert(const Request& request, const MacroEvaluationResult
 
     auto inserting = request;
     inserting.insertedCharacters = text::characterCount(result.expandedContent);
+    // Taking an expansion back erases what it inserted and pastes what was typed: only sound
+    // when it pressed no key and left the caret at its end.
+    const auto type = request.snippet->contentType;
+    inserting.undoable =
+        !request.typedText.empty() && result.keystrokes.empty() && type != ContentType::richText &&
+        inserting.insertedCharacters > 0 &&
+        (!result.cursorPosition || *result.cursorPosition >= inserting.insertedCharacters);
+    startInsertion(std::move(inserting), std::move(plan));
+}
+
+void ExpansionEngine::startInsertion(Request request, InsertionPlan plan) {
+    if (const auto shortcut = pasteShortcutOverride(services_.settings.settings(),
+                                                    services_.frontmost.frontmostApplicationId())) {
+        plan.pasteChord = pasteChordFor(*shortcut);
+    }
+    request.keyEventsAtInsert = keyEvents_;
+    if (slipped_) {
+        // Asked on the main queue, once the keyboard is held: a key typed right after the
+        // abbreviation may have reached the document before the hold, and the keyboard
+        // monitor may not have reported it yet.
+        plan.typedMeanwhile = [this, alive = alive_]() -> std::optional<std::string> {
+            if (!*alive || !slipped_) {
+                return std::string();
+            }
+            services_.keyboard.processPendingKeys();
+            auto typed = std::move(*slipped_);
+            const bool interrupted = slippedInterrupted_;
+            slipped_.reset();
+            if (interrupted) {
+                return std::nullopt;
+            }
+            return typed;
+        };
+    }
     services_.executor.runInBackground(
-        [this, alive = alive_, request = std::move(inserting), plan = std::move(plan)] {
+        [this, alive = alive_, request = std::move(request), plan = std::move(plan)] {
             latencyTrace::mark("insertion started");
             const bool inserted = services_.inserter.insert(plan);
             services_.executor.post([this, alive, request, inserted] {
@@ -441,9 +564,13 @@ void ExpansionEngine::insert(const Request& request, const MacroEvaluationResult
 
 void ExpansionEngine::finish(const Request& request, bool inserted) {
     activeSession_.reset();
+    slipped_.reset();
     imageFormats_.clear();
     logger_.debug(inserted ? "Expansion finished" : "Expansion ended without inserting");
-    if (inserted) {
+    if (request.undoing) {
+        services_.detector.reset();
+    } else if (inserted) {
+        offerUndo(request);
         recordSuccess(*request.snippet, NotificationKind::expansion);
         if (onExpansionRecorded) {
             // The delimiter is erased and typed again after the expansion: not the user's saving.
@@ -454,19 +581,25 @@ void ExpansionEngine::finish(const Request& request, bool inserted) {
                 request.insertedCharacters);
         }
     }
-    if (onExpansionFinished) {
+    if (onExpansionFinished && !request.undoing) {
         onExpansionFinished(inserted);
     }
-    if (queued_) {
-        auto next = std::move(*queued_);
-        queued_.reset();
-        if (next.keysFedAtRequest == keysFed_ && running_) {
+    while (!queued_.empty()) {
+        auto next = std::move(queued_.front());
+        queued_.pop_front();
+        if (!next.interrupted && running_) {
+            // What was typed after the abbreviation is in the document after it: erased with
+            // it and typed again after the expansion, as a delimiter is.
+            next.charactersToErase += text::characterCount(next.typedSince);
+            next.trailingText += next.typedSince;
+            collectSlippedKeys();
             begin(std::move(next));
-        } else {
-            logger_.info("\u201c" + next.snippet->abbreviation +
-                         "\u201d was not expanded: typing went on");
+            return;
         }
+        logger_.info("\u201c" + next.snippet->abbreviation +
+                     "\u201d was not expanded: other keys were pressed after it");
     }
+    services_.inserter.releaseTypedKeys();
 }
 
 std::string ExpansionEngine::todayString() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -15,6 +16,7 @@
 #include "core/expansion/AccessibilityService.h"
 #include "core/expansion/DesktopServices.h"
 #include "core/expansion/ExpansionLibrary.h"
+#include "core/expansion/InsertionPlan.h"
 #include "core/expansion/KeyboardMonitor.h"
 #include "core/expansion/Pasteboard.h"
 #include "core/expansion/TextInserter.h"
@@ -48,8 +50,9 @@ struct ExpansionEngineServices {
 /// counts the use and plays the sound and notification the settings ask for.
 ///
 /// Lives on the main queue; evaluation and insertion run in the background. One expansion at a
-/// time: a snippet detected while another is being inserted runs right after it, provided
-/// nothing more was typed in between; otherwise it is dropped and the typed text stays.
+/// time: a snippet detected while another is being inserted runs right after it, and text typed
+/// after its abbreviation meanwhile is erased with it and typed again after its expansion; a
+/// Backspace or another special key in between drops it, and the typed text stays.
 class ExpansionEngine {
   public:
     explicit ExpansionEngine(ExpansionEngineServices services);
@@ -75,6 +78,11 @@ class ExpansionEngine {
     const std::string& dailyCountDate() const { return dailyCountDate_; }
     bool hasActiveExpansion() const { return activeSession_.has_value(); }
     std::size_t pendingNotificationCount() const { return pendingNotifications_.size(); }
+    /// Whether Backspace now would take the last expansion back.
+    bool canUndoExpansion() const { return undo_.has_value(); }
+
+    /// How long after an expansion Backspace takes it back.
+    static constexpr std::chrono::seconds undoWindow{3};
 
     /// Called on the main queue after every expansion attempt ends (true: inserted).
     std::function<void(bool)> onExpansionFinished;
@@ -96,10 +104,27 @@ class ExpansionEngine {
         bool fillInCollected = false;
         /// Read the clipboard's text before evaluating (once, on the evaluating thread).
         bool captureClipboard = false;
-        /// keysFed_ when the request had to wait for another expansion.
-        std::uint64_t keysFedAtRequest = 0;
+        /// Text typed after the abbreviation while the request waited for another expansion.
+        std::string typedSince;
+        /// A key other than text came while it waited: the abbreviation may be gone.
+        bool interrupted = false;
         /// Characters of the expanded text, once evaluated.
         std::size_t insertedCharacters = 0;
+        /// The characters erased for the abbreviation, as typed (before the delimiter).
+        std::string typedText;
+        /// Puts an undone expansion's abbreviation back: nothing is recorded.
+        bool undoing = false;
+        /// The insertion pressed no key and left the caret at its end: Backspace may undo it.
+        bool undoable = false;
+        /// keyEvents_ when the insertion started.
+        std::uint64_t keyEventsAtInsert = 0;
+    };
+    /// What Backspace would take back: the expansion (and delimiter) just inserted.
+    struct UndoChance {
+        std::string restoredText;
+        /// Characters to erase once the user's own Backspace has erased the last one.
+        std::size_t charactersToErase = 0;
+        Timestamp until;
     };
     struct Session {
         Uuid id;
@@ -109,10 +134,18 @@ class ExpansionEngine {
     void wireCallbacks();
     void handleKeyPress(const std::string& text);
     void handleSpecialKey(SpecialKey key);
+    /// An expansion is coming for what was just typed: hold what is typed next.
+    void beginDetected(Request request);
+    bool undoOnBackspace();
+    void endUndoChance();
+    void offerUndo(const Request& request);
+    /// From now on, notes what is typed until the insertion takes it (typedMeanwhile).
+    void collectSlippedKeys();
     void begin(Request request);
     void evaluate(Request request, EvaluationContext context);
     void evaluated(Request request, EvaluationContext context, MacroEvaluationResult result);
     void insert(const Request& request, const MacroEvaluationResult& result);
+    void startInsertion(Request request, InsertionPlan plan);
     void finish(const Request& request, bool inserted);
     std::vector<PasteboardItem> formatsFor(const Request& request,
                                            const MacroEvaluationResult& result);
@@ -130,8 +163,14 @@ class ExpansionEngine {
     std::string dailyCountDate_;
     std::optional<Session> activeSession_;
     bool awaitingFillIn_ = false;
-    std::optional<Request> queued_;
-    std::uint64_t keysFed_ = 0;
+    std::deque<Request> queued_;
+    // Every key the monitor reported, special keys included.
+    std::uint64_t keyEvents_ = 0;
+    std::optional<UndoChance> undo_;
+    // Text fed since the active expansion's abbreviation, until its insertion asks for it;
+    // nullopt when not collecting. slippedInterrupted_: a key other than text came meanwhile.
+    std::optional<std::string> slipped_;
+    bool slippedInterrupted_ = false;
     // The text last handed to the detector: the delimiter, when a delimiter fired a match.
     std::string lastFedText_;
     // The image snippet being expanded, in every form it is offered in.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,6 +39,11 @@ struct InsertionPlan {
     /// The paste keystroke the user chose for the focused application; none: the platform's
     /// automatic choice.
     std::optional<PasteChord> pasteChord;
+    /// Asked on the main queue once the user's typing is held, before anything is erased: the
+    /// text typed after the abbreviation that reached the document before the hold began. It is
+    /// erased too and typed again after the expansion. nullopt: something other than text was
+    /// typed (the abbreviation may be gone), and nothing is inserted.
+    std::function<std::optional<std::string>()> typedMeanwhile;
 
     /// Cuts `text` at the positions of `keystrokes` (clamped to its length); keys sharing a
     /// position are pressed in list order. A key at offset 0 follows an empty first segment.

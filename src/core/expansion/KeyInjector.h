@@ -25,6 +25,18 @@ class KeyInjector {
     /// Called when the insertion has sent its last key.
     virtual void endInjection() = 0;
 
+    /// Keeps what the user types from now on away from every application, so that it cannot
+    /// land in the middle of an insertion, until releaseTypedKeys() delivers it in the order it
+    /// was typed, or until `limit` passes, whichever comes first. Holding an already held
+    /// keyboard is a no-op. False when nothing could be held: the keys then keep reaching the
+    /// focused application as they are typed. Callable from any thread.
+    virtual bool holdTypedKeys(Duration limit) {
+        (void)limit;
+        return false;
+    }
+    /// Delivers the held keys in order and lets the keyboard go. A no-op when nothing is held.
+    virtual void releaseTypedKeys() {}
+
     /// Posts one key-down or key-up with no modifier. Returns false when the event could not be
     /// made (the key is then skipped).
     virtual bool postKey(VirtualKeyCode key, bool down) = 0;

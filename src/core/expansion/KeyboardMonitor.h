@@ -41,6 +41,8 @@ class KeyboardMonitor {
     virtual void start() = 0;
     virtual void stop() = 0;
     virtual bool isMonitoring() const = 0;
+    /// Reports at once the key-downs that have reached the process but not been handled yet.
+    virtual void processPendingKeys() {}
 
   protected:
     /// Sorts one key-down: a modified key is `escape` (so a shortcut resets typing state),

@@ -1,5 +1,6 @@
 #include "core/expansion/TextInserter.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <optional>
@@ -157,6 +158,14 @@ void TextInserter::leave() {
     --inFlightDepth_;
 }
 
+bool TextInserter::holdTypedKeys() {
+    return keys_.holdTypedKeys(timing_.typingHoldLimit);
+}
+
+void TextInserter::releaseTypedKeys() {
+    keys_.releaseTypedKeys();
+}
+
 void TextInserter::pressKey(VirtualKeyCode key) {
     if (!keys_.postKey(key, true)) {
         return;
@@ -239,8 +248,9 @@ bool TextInserter::writeLaterSegment(Session& session, const InsertionSegment& s
            ours;
 }
 
-bool TextInserter::insert(const InsertionPlan& plan) {
+bool TextInserter::insert(const InsertionPlan& requested) {
     if (stopping_.load()) {
+        keys_.releaseTypedKeys();
         return false;
     }
     enter();
@@ -257,25 +267,49 @@ bool TextInserter::insert(const InsertionPlan& plan) {
         logger().info("Keys still held after waiting; inserting anyway");
     }
     latencyTrace::mark("keys released");
-    const PasteChord chord = plan.pasteChord.value_or(keys_.pasteChordForFocusedApplication());
+    const PasteChord chord = requested.pasteChord.value_or(keys_.pasteChordForFocusedApplication());
     latencyTrace::mark("paste chord chosen");
     Session session(pasteboard_, chord);
 
+    // Held from here on, a key the user types cannot land in the middle of ours.
+    keys_.holdTypedKeys(timing_.typingHoldLimit);
+    InsertionPlan plan = requested;
     const InsertionSegment* firstText = nullptr;
-    for (const auto& segment : plan.segments) {
-        if (!segment.text.empty()) {
-            firstText = &segment;
-            break;
+    const auto findFirstText = [&] {
+        firstText = nullptr;
+        for (const auto& segment : plan.segments) {
+            if (!segment.text.empty()) {
+                firstText = &segment;
+                break;
+            }
         }
-    }
+    };
+    findFirstText();
     if (firstText) {
         // Read off the main queue: a slow owner holds up this thread, never key handling.
         const auto saved = readContents(session.allSelections());
         bool ours = false;
+        bool typedOver = false;
         const auto outcome = mainQueue_.run([&] {
+            if (plan.typedMeanwhile) {
+                // Keys typed before the hold began are in the document after the abbreviation.
+                const auto typed = plan.typedMeanwhile();
+                if (!typed) {
+                    typedOver = true;
+                    return;
+                }
+                plan.charactersToDelete += text::characterCount(*typed);
+                plan.appendTrailingText(*typed);
+                findFirstText();
+            }
             latencyTrace::mark("clipboard write began");
             ours = session.writeSegment(*firstText, saved);
         });
+        if (typedOver) {
+            logger().info("Other keys were pressed after the abbreviation; nothing was inserted");
+            keys_.releaseTypedKeys();
+            return false;
+        }
         if (outcome != HopOutcome::ran || !ours) {
             logger().error(outcome == HopOutcome::cancelled
                                ? "Main queue busy; expansion abandoned before changing anything"
@@ -283,11 +317,31 @@ bool TextInserter::insert(const InsertionPlan& plan) {
             if (outcome == HopOutcome::ran) {
                 mainQueue_.run([&] { session.restore(); });
             }
+            keys_.releaseTypedKeys();
             return false;
         }
     }
 
     latencyTrace::mark("first segment on the clipboard");
+    bool typingReleased = false;
+    const auto releaseTyping = [&] {
+        if (typingReleased) {
+            return;
+        }
+        typingReleased = true;
+        if (firstText) {
+            // The target may fetch the paste after handling keys that came after it.
+            pasteboard_.waitUntilRead(timing_.typingHoldReadQuiet,
+                                      std::min(timing_.readLimit, timing_.typingHoldLimit));
+        }
+        keys_.releaseTypedKeys();
+    };
+    std::size_t totalCharacters = 0;
+    for (const auto& segment : plan.segments) {
+        totalCharacters += text::characterCount(segment.text);
+    }
+    const bool caretMoves = plan.caretPosition && *plan.caretPosition < totalCharacters;
+
     deleteCharacters(plan.charactersToDelete);
     latencyTrace::mark("abbreviation erased");
     sleeper_.sleep(timing_.beforeSegments);
@@ -321,6 +375,9 @@ bool TextInserter::insert(const InsertionPlan& plan) {
             }
             succeeded = paste(chord) && succeeded;
             const bool last = index + 1 == plan.segments.size();
+            if (last && segment.keysAfter.empty() && !caretMoves) {
+                releaseTyping();
+            }
             sleeper_.sleep(last ? timing_.afterLastSegment : timing_.afterMiddleSegment);
             if (!last) {
                 // The next write replaces what the target may not have fetched yet.
@@ -339,6 +396,7 @@ bool TextInserter::insert(const InsertionPlan& plan) {
         }
     }
 
+    releaseTyping();
     if (firstText) {
         pasteboard_.waitUntilRead(timing_.readQuiet, timing_.readLimit);
         succeeded = mainQueue_.run([&] { session.restore(); }) == HopOutcome::ran && succeeded;

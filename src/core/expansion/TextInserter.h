@@ -48,6 +48,12 @@ class TextInserter {
         Duration readLimit = std::chrono::seconds(2);
         /// How long to wait for the user to let go of keys before injecting.
         Duration keyReleaseLimit = std::chrono::seconds(1);
+        /// The longest the user's typing is held back while we type: past it, held keys go
+        /// through even if the sequence is not done (a stopped target, a slow main queue).
+        Duration typingHoldLimit = std::chrono::seconds(1);
+        /// Held keys are let go once the target has read the last paste and this passed
+        /// without another read (the read is noted just before the data is sent).
+        Duration typingHoldReadQuiet = std::chrono::milliseconds(10);
     };
 
     /// Above this distance the caret is placed through accessibility, when the focused
@@ -74,6 +80,13 @@ class TextInserter {
     /// Quitting: a sequence in progress stops after the paste under way and puts the user's
     /// pasteboard back; later sequences do nothing. Any thread.
     void stopSoon() { stopping_.store(true); }
+
+    /// Starts holding what the user types, as insert() does before its first key; callable
+    /// from any thread as soon as an expansion is known to come, so that nothing typed after
+    /// the abbreviation reaches the application before the expansion. insert() lets it go.
+    bool holdTypedKeys();
+    /// Lets held keys go, for an expansion that ends without insert().
+    void releaseTypedKeys();
 
     /// Number of insertion sequences in progress, readable from any thread.
     std::int64_t inFlightDepth() const;

@@ -180,6 +180,9 @@ void copySettingField(SettingField field, const AppSettings& source, AppSettings
         case SettingField::pasteShortcutOverrides:
             target.pasteShortcutOverrides = source.pasteShortcutOverrides;
             break;
+        case SettingField::undoExpansionWithBackspace:
+            target.undoExpansionWithBackspace = source.undoExpansionWithBackspace;
+            break;
     }
 }
 
@@ -284,6 +287,9 @@ AppSettings decodeAppSettings(JsonElement element) {
                     }
                 }
                 break;
+            case SettingField::undoExpansionWithBackspace:
+                readBool(s.undoExpansionWithBackspace);
+                break;
         }
     }
     return s;
@@ -319,6 +325,9 @@ void encodeAppSettings(JsonWriter& w, const AppSettings& s) {
     w.field("showInDock", s.showInDock);
     w.field("showInMenuBar", s.showInMenuBar);
     w.field("smartCaseEnabled", s.smartCaseEnabled);
+    if (!s.undoExpansionWithBackspace) {
+        w.field("undoExpansionWithBackspace", false);
+    }
     w.endObject();
 }
 
@@ -382,6 +391,9 @@ void setSettingFromText(AppSettings& s, SettingField field, std::string_view val
         case SettingField::pasteShortcutOverrides:
             s.pasteShortcutOverrides = parsePasteShortcutOverrides(value);
             break;
+        case SettingField::undoExpansionWithBackspace:
+            s.undoExpansionWithBackspace = parseBoolSetting(name, value);
+            break;
     }
 }
 
@@ -435,6 +447,8 @@ std::string settingValueText(const AppSettings& s, SettingField field) {
             }
             return text;
         }
+        case SettingField::undoExpansionWithBackspace:
+            return boolText(s.undoExpansionWithBackspace);
     }
     return {};
 }

@@ -61,6 +61,9 @@ struct AppSettings {
     /// The paste keystroke for applications (by application id) where the automatic choice,
     /// Shift+Insert for terminals and Control+V elsewhere, does not suit. Written only when set.
     std::map<std::string, PasteShortcut> pasteShortcutOverrides;
+    /// Backspace right after an expansion takes it back and puts the abbreviation back.
+    /// Written only when turned off.
+    bool undoExpansionWithBackspace = true;
 
     bool operator==(const AppSettings&) const = default;
 };
@@ -86,6 +89,7 @@ enum class SettingField {
     delayAmbiguousExpansions,
     allowURLSchemeExpansion,
     pasteShortcutOverrides,
+    undoExpansionWithBackspace,
 };
 
 template <>
@@ -108,7 +112,8 @@ struct EnumNames<SettingField> {
                                       "smartCaseEnabled",
                                       "delayAmbiguousExpansions",
                                       "allowURLSchemeExpansion",
-                                      "pasteShortcutOverrides"};
+                                      "pasteShortcutOverrides",
+                                      "undoExpansionWithBackspace"};
 };
 
 inline constexpr std::size_t kSettingFieldCount = EnumNames<SettingField>::names.size();

@@ -5,19 +5,19 @@
 namespace wordloom {
 
 bool FakeKeyInjector::beginInjection(Duration) {
-    events_.push_back("begin");
+    record("begin");
     return true;
 }
 
 void FakeKeyInjector::endInjection() {
-    events_.push_back("end");
+    record("end");
 }
 
 bool FakeKeyInjector::postKey(VirtualKeyCode key, bool down) {
     if (failing_) {
         return false;
     }
-    events_.push_back((down ? "down " : "up ") + std::to_string(key));
+    record((down ? "down " : "up ") + std::to_string(key));
     if (!down) {
         return true;
     }
@@ -54,7 +54,7 @@ bool FakeKeyInjector::postPasteChord(PasteChord chord, bool down) {
     if (failing_) {
         return false;
     }
-    events_.push_back(down ? "paste down" : "paste up");
+    record(down ? "paste down" : "paste up");
     if (down) {
         const auto selection = chord == PasteChord::shiftInsert ? PasteboardSelection::primary
                                                                 : PasteboardSelection::clipboard;
@@ -63,6 +63,48 @@ bool FakeKeyInjector::postPasteChord(PasteChord chord, bool down) {
         }
     }
     return true;
+}
+
+void FakeKeyInjector::record(std::string event) {
+    events_.push_back(std::move(event));
+    if (onEvent) {
+        onEvent(events_.back());
+    }
+}
+
+bool FakeKeyInjector::holdTypedKeys(Duration) {
+    if (holdRefused_) {
+        return false;
+    }
+    if (!holding_) {
+        holding_ = true;
+        record("hold");
+    }
+    return true;
+}
+
+void FakeKeyInjector::releaseTypedKeys() {
+    if (!holding_) {
+        return;
+    }
+    holding_ = false;
+    auto held = std::move(held_);
+    held_.clear();
+    for (const auto& text : held) {
+        field_.type(text);
+        if (onReleasedKey) {
+            onReleasedKey(text);
+        }
+    }
+    record("release");
+}
+
+void FakeKeyInjector::typeByUser(const std::string& text) {
+    if (holding_) {
+        held_.push_back(text);
+    } else {
+        field_.type(text);
+    }
 }
 
 std::size_t FakeKeyInjector::pressCount(VirtualKeyCode key) const {

@@ -165,6 +165,22 @@ bool X11KeyInjector::postPasteChord(PasteChord chord, bool down) {
     return released;
 }
 
+bool X11KeyInjector::holdTypedKeys(Duration limit) {
+    return hold_.hold(limit);
+}
+
+void X11KeyInjector::releaseTypedKeys() {
+    {
+        // The held keys are posted from another connection: our last events must have been
+        // handled by the server first, or a held key could overtake them.
+        std::lock_guard lock(mutex_);
+        if (display_ && !broken_) {
+            XSync(display_, False);
+        }
+    }
+    hold_.release();
+}
+
 PasteChord X11KeyInjector::pasteChordForFocusedApplication() {
     std::lock_guard lock(mutex_);
     if (!ensureDisplay()) {

@@ -6,13 +6,15 @@
 #include "core/base/Log.h"
 #include "core/expansion/KeyInjector.h"
 #include "platform/x11/InjectedKeyLedger.h"
+#include "platform/x11/X11KeyHold.h"
 
 struct _XDisplay;
 
 namespace wordloom {
 
 /// Synthetic keys through XTest on a connection of its own (used only by the inserter's
-/// thread). Every event is noted in the ledger first, so the keyboard monitor skips it.
+/// thread). Every event is noted in the ledger first, so the keyboard monitor skips it. What the
+/// user types meanwhile is held by an X11KeyHold and typed after our keys.
 class X11KeyInjector final : public KeyInjector {
   public:
     explicit X11KeyInjector(InjectedKeyLedger& ledger);
@@ -25,6 +27,8 @@ class X11KeyInjector final : public KeyInjector {
     bool postKey(VirtualKeyCode key, bool down) override;
     bool postPasteChord(PasteChord chord, bool down) override;
     PasteChord pasteChordForFocusedApplication() override;
+    bool holdTypedKeys(Duration limit) override;
+    void releaseTypedKeys() override;
 
   private:
     bool ensureDisplay();
@@ -37,6 +41,7 @@ class X11KeyInjector final : public KeyInjector {
     std::mutex mutex_;
     _XDisplay* display_ = nullptr;
     bool broken_ = false;
+    X11KeyHold hold_;
 };
 
 }  // namespace wordloom

@@ -25,6 +25,7 @@ class X11KeyboardMonitor final : public KeyboardMonitor {
     void start() override;
     void stop() override;
     bool isMonitoring() const override { return monitoring_; }
+    void processPendingKeys() override { processReplies(); }
 
     /// Called by RECORD's reply processing for every intercepted event; `serverTime` is the
     /// server's timestamp of it.

@@ -30,7 +30,8 @@ TEST(TextInserterTests, ReplacesTheAbbreviationAndRestoresEveryClipboardFormat) 
     EXPECT_EQ(rig.pasteboard.contents(PasteboardSelection::clipboard),
               InserterRig::userClipboard());
     EXPECT_EQ(rig.pasteboard.snapshotCount(), 1u);
-    EXPECT_EQ(rig.pasteboard.waitCount(), 1u);
+    // Once before the user's held keys go, once before the restore.
+    EXPECT_EQ(rig.pasteboard.waitCount(), 2u);
     EXPECT_EQ(rig.inserter.inFlightDepth(), 0);
 }
 
@@ -42,8 +43,8 @@ TEST(TextInserterTests, KeepsTheDocumentedWaitsOfOneSingleSegmentExpansion) {
                                             milliseconds(5),  milliseconds(10),  // paste lead, hold
                                             milliseconds(30), milliseconds(250)};
     EXPECT_EQ(rig.sleeper.sleeps, expected);
-    const std::vector<std::string> events = {"begin",      "down 51",  "up 51",
-                                             "paste down", "paste up", "end"};
+    const std::vector<std::string> events = {"begin",      "hold",     "down 51", "up 51",
+                                             "paste down", "paste up", "release", "end"};
     EXPECT_EQ(rig.keys.events(), events);
 }
 
@@ -67,7 +68,7 @@ TEST(TextInserterTests, SecondSegmentIsNotMistakenForTheUsersClipboard) {
     // the next segment replaces it.
     EXPECT_EQ(std::count(rig.sleeper.sleeps.begin(), rig.sleeper.sleeps.end(), milliseconds(100)),
               1);
-    EXPECT_EQ(rig.pasteboard.waitCount(), 2u);
+    EXPECT_EQ(rig.pasteboard.waitCount(), 3u);
 }
 
 TEST(TextInserterTests, ACopyMadeDuringTheFinalWaitSurvives) {

@@ -222,6 +222,7 @@ TEST(AppSettingsCoding, EncodesEveryFieldSortedAndRoundTrips) {
     AppSettings s;
     s.smartCaseEnabled = true;
     s.pasteShortcutOverrides["xterm"] = PasteShortcut::controlShiftV;
+    s.undoExpansionWithBackspace = false;
     s.ollamaModel = "";
     s.notificationStyle = NotificationStyle::popup;
     JsonWriter w;
