@@ -56,10 +56,19 @@ PrivateXServer::PrivateXServer() {
         throw std::runtime_error("Xvfb did not start");
     }
     display_ = ":" + number;
+    if (const char* previous = std::getenv("DISPLAY")) {
+        previousDisplay_ = previous;
+    }
     setenv("DISPLAY", display_.c_str(), 1);
 }
 
 PrivateXServer::~PrivateXServer() {
+    // A server made for one test must not leave the process pointing at a display that is gone.
+    if (previousDisplay_) {
+        setenv("DISPLAY", previousDisplay_->c_str(), 1);
+    } else {
+        unsetenv("DISPLAY");
+    }
     if (pid_ > 0) {
         kill(pid_, SIGTERM);
         waitpid(pid_, nullptr, 0);

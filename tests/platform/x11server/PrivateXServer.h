@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@ class PrivateXServer {
   private:
     pid_t pid_ = -1;
     std::string display_;
+    std::optional<std::string> previousDisplay_;
 };
 
 }  // namespace wordloom::test
