@@ -4,6 +4,7 @@
 #include <cctype>
 #include <memory>
 
+#include "core/base/HexDigit.h"
 #include "core/macros/CurlLibrary.h"
 #include "core/sync/SyncBackend.h"
 
@@ -47,19 +48,6 @@ std::size_t collectHeader(char* data, std::size_t size, std::size_t count, void*
         into.response.headers[name] = std::string(value);
     }
     return size * count;
-}
-
-int hexValue(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
 }
 
 }  // namespace
@@ -136,8 +124,8 @@ std::string percentDecode(std::string_view text) {
     std::string out;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '%' && i + 2 < text.size()) {
-            const int high = hexValue(text[i + 1]);
-            const int low = hexValue(text[i + 2]);
+            const int high = hexDigitValue(text[i + 1]);
+            const int low = hexDigitValue(text[i + 2]);
             if (high >= 0 && low >= 0) {
                 out += static_cast<char>(high * 16 + low);
                 i += 2;

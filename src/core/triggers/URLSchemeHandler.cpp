@@ -3,6 +3,7 @@
 #include <set>
 #include <variant>
 
+#include "core/base/HexDigit.h"
 #include "core/base/Text.h"
 #include "core/macros/InlineParameterParser.h"
 #include "core/macros/MacroParser.h"
@@ -12,27 +13,14 @@ namespace {
 
 using Query = std::vector<std::pair<std::string, std::string>>;
 
-int hexValue(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
-
 /// %XX escapes decoded; "+" stays a plus sign, as links' query items read it.
 std::string percentDecoded(std::string_view text) {
     std::string out;
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '%' && i + 2 < text.size()) {
-            const int high = hexValue(text[i + 1]);
-            const int low = hexValue(text[i + 2]);
+            const int high = hexDigitValue(text[i + 1]);
+            const int low = hexDigitValue(text[i + 2]);
             if (high >= 0 && low >= 0) {
                 out += static_cast<char>(high * 16 + low);
                 i += 2;
