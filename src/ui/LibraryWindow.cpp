@@ -54,7 +54,7 @@ LibraryWindow::LibraryWindow(LibraryWindowServices services) : services_(std::mo
     setObjectName("WordloomLibrary");
     setWindowTitle("Wordloom Library");
     setAccessibleName("Wordloom Library");
-    resize(1180, 680);
+    resize(1270, 700);
 
     auto* splitter = new QSplitter(Qt::Horizontal);
     LibraryGroupTree::Actions treeActions;
@@ -115,8 +115,12 @@ LibraryWindow::LibraryWindow(LibraryWindowServices services) : services_(std::mo
     table_->setDragEnabled(true);
     table_->setDragDropMode(QAbstractItemView::DragOnly);
     table_->setAlternatingRowColors(true);
-    table_->setColumnWidth(0, 130);
-    table_->setColumnWidth(1, 170);
+    // Widths that fit all six columns beside the editor at the window's first size.
+    table_->setColumnWidth(0, 110);
+    table_->setColumnWidth(1, 150);
+    table_->setColumnWidth(2, 90);
+    table_->setColumnWidth(3, 110);
+    table_->setColumnWidth(4, 50);
     middleLayout->addWidget(table_, 1);
     splitter->addWidget(middle);
 
@@ -126,7 +130,7 @@ LibraryWindow::LibraryWindow(LibraryWindowServices services) : services_(std::mo
     splitter->setStretchFactor(0, 1);
     splitter->setStretchFactor(1, 3);
     splitter->setStretchFactor(2, 3);
-    splitter->setSizes({200, 480, 500});
+    splitter->setSizes({190, 560, 520});
     setCentralWidget(splitter);
     status_ = new QLabel();
     status_->setObjectName("libraryStatus");
