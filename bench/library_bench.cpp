@@ -9,6 +9,7 @@
 #include "core/base/ManualExecutor.h"
 #include "core/base/Uuid.h"
 #include "core/library/PersistenceService.h"
+#include "sample_library.h"
 
 namespace {
 
@@ -16,34 +17,20 @@ using namespace wordloom;
 namespace fs = std::filesystem;
 
 std::vector<Snippet> makeLibrary(std::size_t count) {
-    std::mt19937 random(static_cast<unsigned>(count));
-    std::uniform_int_distribution<int> length(200, 2000);
-    const std::string words =
+    auto snippets = makeSampleLibrary(
+        count,
         "Dear team, thanks for the update. Please find the summary below: the release ships on "
-        "Friday {{date:yyyy-MM-dd}}, {{clipboard}} and a note for {{fill:name}}. ";
+        "Friday {{date:yyyy-MM-dd}}, {{clipboard}} and a note for {{fill:name}}. ");
     std::vector<Uuid> groups(20);
     for (auto& g : groups) {
         g = Uuid::random();
     }
-    std::vector<Snippet> snippets;
-    snippets.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        Snippet s;
-        s.id = Uuid::random();
-        s.abbreviation = ";snip" + std::to_string(i);
-        s.label = "Snippet number " + std::to_string(i) + " for replies";
-        const auto size = static_cast<std::size_t>(length(random));
-        s.content.reserve(size);
-        while (s.content.size() < size) {
-            s.content += words;
-        }
-        s.content.resize(size);
-        s.tags = {"work", "tag" + std::to_string(i % 17)};
+    for (std::size_t i = 0; i < snippets.size(); ++i) {
+        auto& s = snippets[i];
         s.groupId = groups[i % groups.size()];
         s.createdAt = ManualExecutor::defaultStart();
         s.modifiedAt = s.createdAt;
         s.useCount = static_cast<std::int64_t>(i % 50);
-        snippets.push_back(std::move(s));
     }
     return snippets;
 }

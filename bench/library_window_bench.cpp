@@ -16,6 +16,7 @@
 #include "core/library/SnippetStore.h"
 #include "core/library/SnippetVersionStore.h"
 #include "core/library/UserDefaults.h"
+#include "sample_library.h"
 #include "ui/LibrarySnippetModel.h"
 #include "ui/LibraryWindow.h"
 
@@ -24,27 +25,13 @@ namespace {
 using namespace wordloom;
 
 std::vector<Snippet> makeLibrary(std::size_t count, const std::vector<SnippetGroup>& groups) {
-    std::mt19937 random(static_cast<unsigned>(count));
-    std::uniform_int_distribution<int> length(200, 2000);
-    const std::string words =
+    auto snippets = makeSampleLibrary(
+        count,
         "Dear team, thanks for the update. Please find the résumé and the café menu below: the "
-        "release ships on Friday {{date:yyyy-MM-dd}}, {{clipboard}} and a note for Zoë. ";
-    std::vector<Snippet> snippets;
-    snippets.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        Snippet s;
-        s.id = Uuid::random();
-        s.abbreviation = ";snip" + std::to_string(i);
-        s.label = "Snippet number " + std::to_string(i) + " for replies";
-        const auto size = static_cast<std::size_t>(length(random));
-        while (s.content.size() < size) {
-            s.content += words;
-        }
-        s.content.resize(size);
-        s.tags = {"work", "tag" + std::to_string(i % 17)};
-        s.useCount = static_cast<std::int64_t>(i % 50);
-        s.groupId = groups[i % groups.size()].id;
-        snippets.push_back(std::move(s));
+        "release ships on Friday {{date:yyyy-MM-dd}}, {{clipboard}} and a note for Zoë. ");
+    for (std::size_t i = 0; i < snippets.size(); ++i) {
+        snippets[i].useCount = static_cast<std::int64_t>(i % 50);
+        snippets[i].groupId = groups[i % groups.size()].id;
     }
     return snippets;
 }

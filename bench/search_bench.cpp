@@ -8,32 +8,19 @@
 #include "core/base/ManualExecutor.h"
 #include "core/base/Uuid.h"
 #include "core/library/SnippetSearch.h"
+#include "sample_library.h"
 
 namespace {
 
 using namespace wordloom;
 
 std::vector<Snippet> makeLibrary(std::size_t count) {
-    std::mt19937 random(static_cast<unsigned>(count));
-    std::uniform_int_distribution<int> length(200, 2000);
-    const std::string words =
+    auto snippets = makeSampleLibrary(
+        count,
         "Dear team, thanks for the update. Please find the résumé and the café menu below: the "
-        "release ships on Friday {{date:yyyy-MM-dd}}, {{clipboard}} and a note for Zoë. ";
-    std::vector<Snippet> snippets;
-    snippets.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        Snippet s;
-        s.id = Uuid::random();
-        s.abbreviation = ";snip" + std::to_string(i);
-        s.label = "Snippet number " + std::to_string(i) + " for replies";
-        const auto size = static_cast<std::size_t>(length(random));
-        while (s.content.size() < size) {
-            s.content += words;
-        }
-        s.content.resize(size);
-        s.tags = {"work", "tag" + std::to_string(i % 17)};
-        s.useCount = static_cast<std::int64_t>(i % 50);
-        snippets.push_back(std::move(s));
+        "release ships on Friday {{date:yyyy-MM-dd}}, {{clipboard}} and a note for Zoë. ");
+    for (std::size_t i = 0; i < snippets.size(); ++i) {
+        snippets[i].useCount = static_cast<std::int64_t>(i % 50);
     }
     return snippets;
 }

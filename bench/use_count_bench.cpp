@@ -17,6 +17,7 @@
 #include "core/library/SnippetStore.h"
 #include "core/library/SnippetVersionStore.h"
 #include "core/library/UserDefaults.h"
+#include "sample_library.h"
 
 namespace {
 
@@ -26,27 +27,13 @@ namespace fs = std::filesystem;
 constexpr auto kTimeBetweenExpansions = std::chrono::seconds(5);
 
 std::vector<Snippet> makeLibrary(std::size_t count) {
-    std::mt19937 random(static_cast<unsigned>(count));
-    std::uniform_int_distribution<int> length(200, 2000);
-    const std::string words =
+    auto snippets = makeSampleLibrary(
+        count,
         "Dear team, thanks for the update. Please find the summary below: the release ships on "
-        "Friday {{date:yyyy-MM-dd}}, {{clipboard}} and a note for {{input:name}}. ";
-    std::vector<Snippet> snippets;
-    snippets.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        Snippet s;
-        s.id = Uuid::random();
-        s.abbreviation = ";snip" + std::to_string(i);
-        s.label = "Snippet number " + std::to_string(i) + " for replies";
-        const auto size = static_cast<std::size_t>(length(random));
-        while (s.content.size() < size) {
-            s.content += words;
-        }
-        s.content.resize(size);
-        s.tags = {"work", "tag" + std::to_string(i % 17)};
+        "Friday {{date:yyyy-MM-dd}}, {{clipboard}} and a note for {{input:name}}. ");
+    for (auto& s : snippets) {
         s.createdAt = ManualExecutor::defaultStart();
         s.modifiedAt = s.createdAt;
-        snippets.push_back(std::move(s));
     }
     return snippets;
 }
